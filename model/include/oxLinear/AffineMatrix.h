@@ -105,11 +105,13 @@ public:
     /// Rotation by `angle` radians about `axis` (right-hand rule); the axis is
     /// normalised here, a zero axis gives the identity.
     static AffineMatrix makeRotation(const Vector& axis, double angle);
-    /// The rotation that takes direction `from` onto direction `to` about an axis
-    /// perpendicular to both (the smallest such rotation). Both are normalised
-    /// here. Equal directions give the identity; opposite directions give a
-    /// half-turn about from.orthogonalVector(). A zero input gives the identity.
-    /// Stable near both of those cases (Moeller and Hughes 1999).
+    /// The rotation that takes direction `from` onto direction `to`; both are
+    /// normalised here. Equal directions give the identity. In general it is the
+    /// smallest such rotation, about from x to. Directions within ~1.4e-3 rad of
+    /// opposite (where that axis is ill-defined) give a half-turn about
+    /// from.orthogonalVector() followed by the small rotation from -from onto
+    /// `to`; exactly opposite directions thus give that half-turn. A zero input
+    /// gives the identity. Accurate to rounding in every case.
     static AffineMatrix makeRotation(const Vector& from, const Vector& to);
 
     AffineMatrix& translate(const Vector& t);
