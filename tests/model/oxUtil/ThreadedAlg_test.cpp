@@ -1,0 +1,117 @@
+// Threaded-algorithm bases: the even range split, chunked hand-out, progress
+// averaged over threads and cancellation seen by running threads. Suites that
+// run threads are named ThreadPool* for the ThreadSanitizer job.
+
+#include "oxUtil/ThreadedAlg.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+#include "oxUtil/Progress.h"
+#include "oxUtil/ThreadPool.h"
+
+using oxUtil::Progress;
+using oxUtil::ThreadedAlgBase;
+using oxUtil::ThreadPool;
+
+namespace
+{
+class MarkChunksAlg : public oxUtil::ThreadedChunkAlg
+{
+public:
+    MarkChunksAlg(int n, int chunk) : ThreadedChunkAlg(n, chunk), marks(n > 0 ? n : 0) {}
+    void execute(int t, int) override
+    {
+        int begin, end;
+        while (nextChunk(t, begin, end))
+            for (int i = begin; i < end; ++i)
+                ++marks[i];
+    }
+    std::vector<std::atomic<int>> marks;
+};
+
+/// Thread t reports (t + 1) / T and then waits (bounded) for a cancel.
+class WaitForCancelAlg : public oxUtil::ThreadedAlg
+{
+public:
+    void initialize(int T) override { sawCancel = std::vector<std::atomic<bool>>(T); }
+    void execute(int t, int T) override
+    {
+        updateProgress(t, double(t + 1) / T);
+        ++started;
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (!cancelled(t) && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::yield();
+        sawCancel[t] = cancelled(t);
+    }
+    std::vector<std::atomic<bool>> sawCancel;
+    std::atomic<int> started{0};
+};
+}  // namespace
+
+TEST(ThreadPoolSlices, getBeginIndexSlicesAreContiguousWithFirstRemainderLarger)
+{
+    for (int n = 0; n < 50; ++n)
+        for (int T = 1; T < 10; ++T)
+        {
+            EXPECT_EQ(ThreadedAlgBase::getBeginIndex(0, T, n), 0);
+            EXPECT_EQ(ThreadedAlgBase::getBeginIndex(T, T, n), n);
+            for (int t = 0; t < T; ++t)
+                EXPECT_EQ(ThreadedAlgBase::getBeginIndex(t + 1, T, n) -
+                              ThreadedAlgBase::getBeginIndex(t, T, n),
+                          n / T + (t < n % T ? 1 : 0))
+                    << "n=" << n << " T=" << T << " t=" << t;
+        }
+    EXPECT_EQ(ThreadedAlgBase::getBeginIndex(1, 0, 10), 0);
+    EXPECT_EQ(ThreadedAlgBase::getBeginIndex(2, 4, -5), 0);
+}
+
+TEST(ThreadPoolChunkAlg, chunksCoverEveryItemOnce)
+{
+    for (int T : {1, 2, 3, 7})
+        for (int chunk : {0, 7, 5000})
+        {
+            ThreadPool pool(T);
+            MarkChunksAlg alg(1000, chunk);
+            pool.run(alg);
+            for (int i = 0; i < 1000; ++i)
+                ASSERT_EQ(alg.marks[i], 1) << "T=" << T << " chunk=" << chunk << " item " << i;
+        }
+    MarkChunksAlg partial(10, 4);
+    int begin = -1, end = -1;
+    EXPECT_EQ(partial.getNumChunks(), 3);
+    for (int k = 0; k < 3; ++k)
+        ASSERT_TRUE(partial.nextChunk(0, begin, end));
+    EXPECT_EQ(end - begin, 2);
+    EXPECT_FALSE(partial.nextChunk(0, begin, end));
+    EXPECT_EQ(begin, 10);
+    EXPECT_FALSE(MarkChunksAlg(-3, 4).nextChunk(0, begin, end));
+}
+
+TEST(ThreadPoolProgress, cancelFromAnotherThreadIsSeenAndProgressIsTheMean)
+{
+    ThreadPool pool(3);
+    Progress root, child;
+    root.subPhase(1.0, child);
+    WaitForCancelAlg alg;
+    EXPECT_FALSE(alg.cancelled(0));  // no Progress attached
+    alg.setProgress(&child);
+    std::thread canceller(
+        [&]
+        {
+            while (alg.started < 3)
+                std::this_thread::yield();
+            root.cancel();
+        });
+    pool.run(alg);
+    canceller.join();
+    for (int t = 0; t < 3; ++t)
+        EXPECT_TRUE(alg.sawCancel[t]) << "thread " << t;
+    EXPECT_DOUBLE_EQ(child.get(), (1.0 / 3 + 2.0 / 3 + 1.0) / 3);
+    alg.updateProgress(3, 0.0);  // outside the run: ignored
+    EXPECT_DOUBLE_EQ(child.get(), 2.0 / 3);
+}
