@@ -1,0 +1,160 @@
+// meshArea and meshBoundingBox against a plain serial loop over the same raw
+// arrays: the loop is the memory-bandwidth floor that the threaded frame has to
+// beat. Each iteration runs both, and the "vs_loop" counter is loop time /
+// library time measured in the same run (above 1 means the library is faster).
+
+#include <oxGeom/oxGeom.h>
+
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <random>
+#include <vector>
+
+namespace
+{
+using Clock = std::chrono::steady_clock;
+
+// A jittered grid of about `numTriangles` triangles; its rows are numbered the
+// way a scanner or a mesher would, so memory access is realistic.
+struct BenchMesh
+{
+    oxGeom::CompactMesh mesh;
+    explicit BenchMesh(int numTriangles)
+    {
+        const int cells = numTriangles / 2;
+        const int nx = std::max(1, static_cast<int>(std::sqrt(static_cast<double>(cells))));
+        const int ny = std::max(1, cells / nx);
+        std::mt19937 random(7);
+        std::uniform_real_distribution<float> jitter(-0.2f, 0.2f);
+        std::vector<oxGeom::MeshVertex> vertices;
+        vertices.reserve(static_cast<size_t>(nx + 1) * (ny + 1));
+        for (int j = 0; j <= ny; ++j)
+            for (int i = 0; i <= nx; ++i)
+                vertices.push_back({{i + jitter(random), j + jitter(random), jitter(random)}});
+        std::vector<int> triangles;
+        triangles.reserve(static_cast<size_t>(nx) * ny * 6);
+        for (int j = 0; j < ny; ++j)
+            for (int i = 0; i < nx; ++i)
+            {
+                const int a = j * (nx + 1) + i, b = a + 1, c = a + nx + 1, d = c + 1;
+                triangles.insert(triangles.end(), {a, b, d, a, d, c});
+            }
+        mesh = oxGeom::CompactMesh(static_cast<int>(vertices.size()), vertices.data(), nullptr,
+                                   nullptr, nullptr);
+        mesh.copyTriangles(static_cast<int>(triangles.size() / 3), triangles.data());
+    }
+};
+
+const BenchMesh& benchMesh(int numTriangles)
+{
+    static std::vector<std::pair<int, std::unique_ptr<BenchMesh>>> meshes;
+    for (auto& entry : meshes)
+        if (entry.first == numTriangles)
+            return *entry.second;
+    meshes.emplace_back(numTriangles, std::make_unique<BenchMesh>(numTriangles));
+    return *meshes.back().second;
+}
+
+double serialArea(const oxGeom::CompactMesh& mesh)
+{
+    const float* v = mesh.getVerticesRaw();
+    const int* t = mesh.getTrianglesRaw();
+    const int n = mesh.getNumTriangles();
+    double sum = 0;
+    for (int i = 0; i < n; ++i)
+    {
+        const float* a = v + 3 * t[3 * i];
+        const float* b = v + 3 * t[3 * i + 1];
+        const float* c = v + 3 * t[3 * i + 2];
+        const double e1[3] = {double(b[0]) - a[0], double(b[1]) - a[1], double(b[2]) - a[2]};
+        const double e2[3] = {double(c[0]) - a[0], double(c[1]) - a[1], double(c[2]) - a[2]};
+        const double x = e1[1] * e2[2] - e1[2] * e2[1];
+        const double y = e1[2] * e2[0] - e1[0] * e2[2];
+        const double z = e1[0] * e2[1] - e1[1] * e2[0];
+        sum += std::sqrt(x * x + y * y + z * z);
+    }
+    return 0.5 * sum;
+}
+
+void serialBox(const oxGeom::PointMesh& mesh, float box[6])
+{
+    const float* v = mesh.getVerticesRaw();
+    const int n = mesh.getNumVertices();
+    box[0] = box[1] = box[2] = 3.4028235e38f;
+    box[3] = box[4] = box[5] = -3.4028235e38f;
+    for (int i = 0; i < n; ++i)
+        for (int k = 0; k < 3; ++k)
+        {
+            const float x = v[3 * i + k];
+            box[k] = x < box[k] ? x : box[k];
+            box[3 + k] = x > box[3 + k] ? x : box[3 + k];
+        }
+}
+
+// Runs `library` and `loop` alternately; the benchmark's time is the library's.
+template <class Library, class Loop>
+void compareWithLoop(benchmark::State& state, Library library, Loop loop, int items)
+{
+    oxUtil::ThreadPool::get().setNumThreads(static_cast<int>(state.range(1)));
+    double loopSeconds = 0, librarySeconds = 0;
+    for (auto _ : state)
+    {
+        auto t0 = Clock::now();
+        loop();
+        auto t1 = Clock::now();
+        library();
+        auto t2 = Clock::now();
+        loopSeconds += std::chrono::duration<double>(t1 - t0).count();
+        const double seconds = std::chrono::duration<double>(t2 - t1).count();
+        librarySeconds += seconds;
+        state.SetIterationTime(seconds);
+    }
+    state.counters["vs_loop"] = loopSeconds / librarySeconds;
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(items));
+}
+
+void BM_meshArea(benchmark::State& state)
+{
+    const oxGeom::CompactMesh& mesh = benchMesh(static_cast<int>(state.range(0))).mesh;
+    oxGeom::MeshPlacement placement;
+    placement.mesh = &mesh;
+    compareWithLoop(
+        state,
+        [&] { benchmark::DoNotOptimize(oxGeom::meshArea(placement, oxGeom::VertexChannel)); },
+        [&] { benchmark::DoNotOptimize(serialArea(mesh)); }, mesh.getNumTriangles());
+}
+
+void BM_meshBoundingBox(benchmark::State& state)
+{
+    const oxGeom::CompactMesh& mesh = benchMesh(static_cast<int>(state.range(0))).mesh;
+    oxGeom::BoundingBox box;
+    float loopBox[6];
+    compareWithLoop(
+        state,
+        [&] {
+            oxGeom::meshBoundingBox(mesh, box);
+            benchmark::DoNotOptimize(box);
+        },
+        [&] {
+            serialBox(mesh, loopBox);
+            benchmark::DoNotOptimize(loopBox);
+        },
+        mesh.getNumVertices());
+}
+
+void sizesAndThreads(benchmark::internal::Benchmark* b)
+{
+    for (int triangles : {10000, 100000, 1000000, 5000000})
+        for (int threads : {1, 2})
+            b->Args({triangles, threads});
+    b->ArgNames({"tris", "threads"})->UseManualTime()->Unit(benchmark::kMicrosecond);
+}
+}  // namespace
+
+BENCHMARK(BM_meshArea)->Apply(sizesAndThreads);
+BENCHMARK(BM_meshBoundingBox)->Apply(sizesAndThreads);
+
+BENCHMARK_MAIN();
