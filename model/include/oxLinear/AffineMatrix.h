@@ -105,13 +105,12 @@ public:
     /// Rotation by `angle` radians about `axis` (right-hand rule); the axis is
     /// normalised here, a zero axis gives the identity.
     static AffineMatrix makeRotation(const Vector& axis, double angle);
-    /// The rotation that takes direction `from` onto direction `to`; both are
-    /// normalised here. Equal directions give the identity. In general it is the
-    /// smallest such rotation, about from x to. Directions within ~1.4e-3 rad of
-    /// opposite (where that axis is ill-defined) give a half-turn about
-    /// from.orthogonalVector() followed by the small rotation from -from onto
-    /// `to`; exactly opposite directions thus give that half-turn. A zero input
-    /// gives the identity. Accurate to rounding in every case.
+    /// The rotation that takes direction `from` onto direction `to`: the
+    /// smallest one, about from x to. Both are normalised here. Equal
+    /// directions give the identity; exactly opposite ones a half-turn about
+    /// from.orthogonalVector(). A zero input gives the identity. `from` lands on
+    /// `to` to rounding in every case, also near opposite directions, where the
+    /// axis itself is ill-conditioned.
     static AffineMatrix makeRotation(const Vector& from, const Vector& to);
 
     AffineMatrix& translate(const Vector& t);

@@ -12,11 +12,6 @@ namespace oxLinear
 {
 namespace
 {
-/// Below this value of 1 + from.to the two directions are treated as opposite
-/// (within ~1.4e-3 rad): the closed-form minimal rotation divides by 1 + from.to
-/// and loses accuracy there, so a half-turn plus a small rotation is used.
-constexpr double nearlyOppositeLimit = 1.0e-6;
-
 /// The linear part of m as rows a, b, c, the inverse of which is written to
 /// `inv` (row-major 3x3). False when singular.
 bool invert3x3(const double a[3], const double b[3], const double c[3], double inv[3][3])
@@ -37,9 +32,10 @@ bool invert3x3(const double a[3], const double b[3], const double c[3], double i
     return true;
 }
 
-/// Rows of the rotation taking unit `from` onto unit `to`, for directions not
-/// nearly opposite: M = e I - [v]x + v v^T / (1 + e), v = from x to, e = from.to
-/// (the transpose of the column-vector form, since points are rows here).
+/// Rows of the rotation taking unit `from` onto unit `to` about from x to, for
+/// directions at most 90 degrees apart (1 + from.to >= 1, so nothing is lost
+/// in the division): M = e I - [v]x + v v^T / (1 + e), v = from x to,
+/// e = from.to (the transpose of the column-vector form, as points are rows).
 AffineMatrix minimalRotation(const Vector& from, const Vector& to)
 {
     const Vector v = cross(from, to);
@@ -231,11 +227,18 @@ AffineMatrix AffineMatrix::makeRotation(const Vector& from, const Vector& to)
     const Vector f = from.normalized(), t = to.normalized();
     if (f.length2() == 0.0 || t.length2() == 0.0)
         return AffineMatrix();
-    if (1.0 + dot(f, t) > nearlyOppositeLimit)
+    if (dot(f, t) >= 0.0)
         return minimalRotation(f, t);
-    // Nearly or exactly opposite: turn f onto -f exactly, then the small,
-    // well-conditioned rotation from -f onto t.
-    return halfTurn(f.orthogonalVector()) * minimalRotation(-f, t);
+    // More than 90 degrees apart, where the closed form divides by a small
+    // 1 + e: half-turn about the axis first (taking f to about -f), then the
+    // well-conditioned rotation from that image onto t. About the same axis,
+    // the two compose to the smallest rotation; the image is computed rather
+    // than assumed, so f lands on t to rounding even when the axis is inexact.
+    Vector axis = cross(f, t);
+    if (axis.normalize() == 0.0)
+        axis = f.orthogonalVector();  // exactly opposite: any perpendicular axis
+    const AffineMatrix turn = halfTurn(axis);
+    return turn * minimalRotation((f * turn).normalized(), t);
 }
 
 AffineMatrix& AffineMatrix::translate(const Vector& t)
