@@ -81,6 +81,37 @@ public:
         begin = getBeginIndex(t, T, n);
         end = getBeginIndex(t + 1, T, n);
     }
+
+    /// How often a long slice polls for cancellation and reports progress.
+    static constexpr int progressInterval = 200;
+
+    /// Visits the items [begin, end) of thread t's slice of n items in order,
+    /// calling `visit(i)` for each, with the polling of long-running members:
+    /// counting items k = 0, 1, ... within the slice, whenever k is a multiple of
+    /// progressInterval it first asks cancelled(t) and leaves the loop if so, then
+    /// reports updateProgress(t, k / sliceLength).
+    /// Returns true when the whole slice was visited, false when it stopped
+    /// because the run was cancelled; either way the thread's slot holds what
+    /// was computed, and the caller still reduces it.
+    template <class Visit>
+    bool visitSlice(int t, int T, int n, Visit&& visit)
+    {
+        int begin, end;
+        getSlice(t, T, n, begin, end);
+        const double sliceLength = end - begin;
+        for (int i = begin; i < end; ++i)
+        {
+            const int k = i - begin;
+            if (k % progressInterval == 0)
+            {
+                if (cancelled(t))
+                    return false;
+                updateProgress(t, k / sliceLength);
+            }
+            visit(i);
+        }
+        return true;
+    }
 };
 
 /// A base for uneven work: items are handed out in chunks from a shared counter

@@ -115,3 +115,76 @@ TEST(ThreadPoolProgress, cancelFromAnotherThreadIsSeenAndProgressIsTheMean)
     alg.updateProgress(3, 0.0);  // outside the run: ignored
     EXPECT_DOUBLE_EQ(child.get(), 2.0 / 3);
 }
+
+namespace
+{
+/// Sums the item indices of each slice through visitSlice; the thread that
+/// reaches item `cancelAt` cancels the run's progress there.
+class CancellableSumAlg : public oxUtil::ThreadedAlg
+{
+public:
+    CancellableSumAlg(int n, int cancelAt, Progress& progress) : m_n(n), m_cancelAt(cancelAt)
+    {
+        setProgress(&progress);
+        m_progress = &progress;
+    }
+    void initialize(int T) override
+    {
+        sums.assign(T, 0);
+        completed.assign(T, 0);
+    }
+    void execute(int t, int T) override
+    {
+        long long sum = 0;
+        completed[t] = visitSlice(t, T, m_n,
+                               [&](int i)
+                               {
+                                   if (i == m_cancelAt)
+                                       m_progress->cancel();
+                                   sum += i;
+                               });
+        sums[t] = sum;
+    }
+    void finalize() override { finalized = true; }
+
+    std::vector<long long> sums;
+    std::vector<char> completed;  // per thread: the whole slice was visited
+    bool finalized = false;
+
+private:
+    int m_n, m_cancelAt;
+    Progress* m_progress;
+};
+}  // namespace
+
+TEST(ThreadPoolProgress, cancelledRunStopsAtTheNextPollAndStillReduces)
+{
+    // One thread, cancelled at item 450: it polls at 400 (not yet cancelled)
+    // and at 600, so items 0..599 are summed, the last report is 400 / 1000,
+    // and the run still finalizes with that partial slot.
+    Progress progress;
+    CancellableSumAlg alg(1000, 450, progress);
+    ThreadPool::getSingleThreadedPool().run(alg);
+    ASSERT_EQ(alg.sums.size(), 1u);
+    EXPECT_EQ(alg.sums[0], 599LL * 600 / 2);
+    EXPECT_EQ(alg.completed, std::vector<char>{0});
+    EXPECT_TRUE(alg.finalized);
+    EXPECT_DOUBLE_EQ(progress.get(), 0.4);
+
+    // Cancelled before the run: every thread stops at its first poll, all slots
+    // are still written (0) and reduced.
+    ThreadPool pool(3);
+    Progress cancelled;
+    cancelled.cancel();
+    CancellableSumAlg none(1000, -1, cancelled);
+    pool.run(none);
+    EXPECT_EQ(none.sums, (std::vector<long long>{0, 0, 0}));
+    EXPECT_TRUE(none.finalized);
+
+    // Not cancelled: every item once.
+    Progress running;
+    CancellableSumAlg all(1000, -1, running);
+    pool.run(all);
+    EXPECT_EQ(all.sums[0] + all.sums[1] + all.sums[2], 999LL * 1000 / 2);
+    EXPECT_EQ(all.completed, (std::vector<char>{1, 1, 1}));
+}
