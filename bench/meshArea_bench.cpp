@@ -83,15 +83,20 @@ void serialBox(const oxGeom::PointMesh& mesh, float box[6])
 {
     const float* v = mesh.getVerticesRaw();
     const int n = mesh.getNumVertices();
-    box[0] = box[1] = box[2] = 3.4028235e38f;
-    box[3] = box[4] = box[5] = -3.4028235e38f;
+    float lo[3] = {3.4028235e38f, 3.4028235e38f, 3.4028235e38f};
+    float hi[3] = {-3.4028235e38f, -3.4028235e38f, -3.4028235e38f};
     for (int i = 0; i < n; ++i)
         for (int k = 0; k < 3; ++k)
         {
             const float x = v[3 * i + k];
-            box[k] = x < box[k] ? x : box[k];
-            box[3 + k] = x > box[3 + k] ? x : box[3 + k];
+            lo[k] = x < lo[k] ? x : lo[k];
+            hi[k] = x > hi[k] ? x : hi[k];
         }
+    for (int k = 0; k < 3; ++k)
+    {
+        box[k] = lo[k];
+        box[3 + k] = hi[k];
+    }
 }
 
 // Runs `library` and `loop` alternately; the benchmark's time is the library's.

@@ -23,7 +23,7 @@ TEST(oxGeomHeader, includesEveryPublicHeader)
 
     std::vector<std::string> missing;
     int headers = 0;
-    for (const fs::path root : {source / "include", source / "model/include"})
+    for (const fs::path& root : {source / "include", source / "model/include"})
         for (const auto& entry : fs::recursive_directory_iterator(root))
         {
             if (entry.path().extension() != ".h")

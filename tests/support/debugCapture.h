@@ -7,7 +7,6 @@
 #include <oxUtil/ThreadPool.h>
 
 #include <mutex>
-#include <regex>
 #include <string>
 
 namespace testsupport
@@ -16,8 +15,36 @@ namespace testsupport
 /// compared exactly: "meshBoundingBox: 8 vertices  0.000012 s\n" -> "... 8 vertices  # s\n".
 inline std::string maskSeconds(const std::string& text)
 {
-    static const std::regex seconds(R"(-?\d+\.\d{6} s)");
-    return std::regex_replace(text, seconds, "# s");
+    auto isDigit = [&](size_t i) { return i < text.size() && text[i] >= '0' && text[i] <= '9'; };
+    std::string masked;
+    size_t i = 0;
+    while (i < text.size())
+    {
+        // A time is digits, '.', exactly six digits, then " s".
+        size_t end = i;
+        while (isDigit(end))
+            ++end;
+        bool isTime = end > i && end < text.size() && text[end] == '.';
+        if (isTime)
+        {
+            size_t fraction = end + 1;
+            while (isDigit(fraction))
+                ++fraction;
+            isTime = fraction - end - 1 == 6 && text.compare(fraction, 2, " s") == 0;
+            end = fraction;
+        }
+        if (isTime)
+        {
+            masked += "# s";
+            i = end + 2;
+        }
+        else
+        {
+            masked += text[i];
+            ++i;
+        }
+    }
+    return masked;
 }
 
 /// Enables the geometry debug channel for its lifetime and collects what is printed.

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <exception>
@@ -19,11 +20,29 @@ namespace oxUtil
 {
 namespace
 {
+/// How long an idle worker, or a caller waiting for its job's last tasks, keeps
+/// polling before it sleeps. Waking a sleeping thread costs tens of
+/// microseconds, as much as the whole of a small job, so threads stay awake for
+/// a while between runs that follow each other (a host typically calls several
+/// operations in a row). Each poll yields the core, so spinning threads never
+/// starve a runnable one when the pool has more threads than cores.
+constexpr std::chrono::microseconds spinTime{200};
+
+/// Signals "some job finished" from workers to waiting callers. It lives in the
+/// pool, not in the job, because a caller may destroy its job the moment it sees
+/// the job's last task finish.
+struct CompletionSignal
+{
+    std::mutex mutex;
+    std::condition_variable finished;
+};
+
 /// One run of an algorithm: tasks 0..numTasks-1 to execute, claimed once each.
 class Job
 {
 public:
-    Job(ThreadedAlgBase& alg, int numTasks) : m_alg(alg), m_numTasks(numTasks), m_pending(numTasks)
+    Job(ThreadedAlgBase& alg, int numTasks, CompletionSignal& completion)
+        : m_alg(alg), m_numTasks(numTasks), m_pending(numTasks), m_completion(completion)
     {
     }
 
@@ -41,39 +60,51 @@ public:
         }
         catch (...)
         {
-            std::lock_guard<std::mutex> lock(m_mutex);
+            std::lock_guard<std::mutex> lock(m_errorMutex);
             if (!m_error)
                 m_error = std::current_exception();
         }
         finishOne();
     }
 
-    /// Blocks until every task has finished, then rethrows the first failure.
+    /// Returns once every task has finished (polling first, then sleeping), then
+    /// rethrows the first failure.
     void waitAndRethrow()
     {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        m_allDone.wait(lock, [this] { return m_pending == 0; });
+        const auto deadline = std::chrono::steady_clock::now() + spinTime;
+        while (!done() && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::yield();
+        if (!done())
+        {
+            std::unique_lock<std::mutex> lock(m_completion.mutex);
+            m_completion.finished.wait(lock, [this] { return done(); });
+        }
         if (m_error)
             std::rethrow_exception(m_error);
     }
 
 private:
+    bool done() const { return m_pending.load(std::memory_order_acquire) == 0; }
+
     void finishOne()
     {
-        // Notify while holding the lock: the caller may destroy the job as soon
-        // as it sees m_pending reach 0, which it can only check under the lock.
-        std::lock_guard<std::mutex> lock(m_mutex);
-        if (--m_pending == 0)
-            m_allDone.notify_all();
+        // After the last decrement the job may already be gone: touch only the
+        // pool's completion signal from here on.
+        CompletionSignal& completion = m_completion;
+        if (m_pending.fetch_sub(1, std::memory_order_acq_rel) == 1)
+        {
+            std::lock_guard<std::mutex> lock(completion.mutex);
+            completion.finished.notify_all();
+        }
     }
 
     ThreadedAlgBase& m_alg;
     const int m_numTasks;
     std::atomic<int> m_nextTask{0};
-    std::mutex m_mutex;
-    std::condition_variable m_allDone;
-    int m_pending;               // guarded by m_mutex
-    std::exception_ptr m_error;  // guarded by m_mutex
+    std::atomic<int> m_pending;
+    CompletionSignal& m_completion;
+    std::mutex m_errorMutex;
+    std::exception_ptr m_error;  // guarded by m_errorMutex until the job is done
 };
 
 int clampThreadCount(int numThreads)
@@ -97,6 +128,7 @@ struct ThreadPool::Impl
     {
         std::lock_guard<std::mutex> lock(queueMutex);
         stopping = false;
+        stopRequested.store(false, std::memory_order_release);
         for (int i = 0; i < count; ++i)
             workers.emplace_back([this] { workerLoop(); });
     }
@@ -106,6 +138,7 @@ struct ThreadPool::Impl
         {
             std::lock_guard<std::mutex> lock(queueMutex);
             stopping = true;
+            stopRequested.store(true, std::memory_order_release);
         }
         queueChanged.notify_all();
         for (std::thread& worker : workers)
@@ -115,11 +148,16 @@ struct ThreadPool::Impl
 
     void post(Job& job)
     {
+        bool anyoneAsleep;
         {
             std::lock_guard<std::mutex> lock(queueMutex);
             queue.push_back(&job);
+            queued.store(static_cast<int>(queue.size()), std::memory_order_release);
+            anyoneAsleep = sleepers > 0;
         }
-        // Wake as many workers as the job has tasks beyond the caller's own.
+        // Spinning workers see the job by themselves; only sleepers need a call.
+        if (!anyoneAsleep)
+            return;
         if (job.numTasks() > 2)
             queueChanged.notify_all();
         else
@@ -134,6 +172,7 @@ struct ThreadPool::Impl
         auto it = std::find(queue.begin(), queue.end(), &job);
         if (it != queue.end())
             queue.erase(it);
+        queued.store(static_cast<int>(queue.size()), std::memory_order_release);
     }
 
     void workerLoop()
@@ -141,7 +180,8 @@ struct ThreadPool::Impl
         std::unique_lock<std::mutex> lock(queueMutex);
         for (;;)
         {
-            queueChanged.wait(lock, [this] { return stopping || !queue.empty(); });
+            if (!stopping && queue.empty())
+                waitForWork(lock);
             if (stopping)
                 return;
             // Claim under the queue lock: a job's owner withdraws it under the
@@ -149,7 +189,10 @@ struct ThreadPool::Impl
             Job* job = queue.front();
             const int task = job->claim();
             if (task >= job->numTasks() - 1)
+            {
                 queue.pop_front();
+                queued.store(static_cast<int>(queue.size()), std::memory_order_release);
+            }
             if (task >= job->numTasks())
                 continue;
             lock.unlock();
@@ -158,12 +201,32 @@ struct ThreadPool::Impl
         }
     }
 
+    /// Polls for a job for spinTime without the lock, then sleeps until one is
+    /// posted or the pool stops. Called and returns with `lock` held.
+    void waitForWork(std::unique_lock<std::mutex>& lock)
+    {
+        lock.unlock();
+        const auto deadline = std::chrono::steady_clock::now() + spinTime;
+        while (queued.load(std::memory_order_acquire) == 0 &&
+               !stopRequested.load(std::memory_order_acquire) &&
+               std::chrono::steady_clock::now() < deadline)
+            std::this_thread::yield();
+        lock.lock();
+        ++sleepers;
+        queueChanged.wait(lock, [this] { return stopping || !queue.empty(); });
+        --sleepers;
+    }
+
     const bool singleThreaded;
     std::atomic<int> numThreads{1};
     std::mutex queueMutex;
     std::condition_variable queueChanged;
-    std::deque<Job*> queue;  // guarded by queueMutex
-    bool stopping = false;   // guarded by queueMutex
+    std::deque<Job*> queue;          // guarded by queueMutex
+    std::atomic<int> queued{0};      // queue.size(), for polling without the lock
+    bool stopping = false;           // guarded by queueMutex
+    std::atomic<bool> stopRequested{false};  // stopping, for polling without the lock
+    int sleepers = 0;                // workers blocked on queueChanged; guarded by queueMutex
+    CompletionSignal completion;
     std::mutex configMutex;  // serialises setNumThreads
     std::vector<std::thread> workers;
 };
@@ -213,7 +276,7 @@ void ThreadPool::run(ThreadedAlgBase& alg)
     alg.prepareThreadSlots(numThreads);
     alg.initialize(numThreads);
 
-    Job job(alg, numThreads);
+    Job job(alg, numThreads, m_impl->completion);
     if (numThreads > 1)
         m_impl->post(job);
     for (int task = job.claim(); task < numThreads; task = job.claim())
