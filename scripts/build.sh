@@ -13,5 +13,6 @@ case "$kind" in
     tsan) options=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DTRELM_SANITIZE=thread) ;;
     *) echo "unknown build kind '$kind' (release, bench, asan, tsan)" >&2; exit 2 ;;
 esac
+[ "$kind" = bench ] && bash scripts/install-deps.sh --bench
 cmake -S . -B "build/$kind" -G Ninja "${options[@]}" "$@" >/dev/null
 cmake --build "build/$kind" --parallel "$(nproc)"

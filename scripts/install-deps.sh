@@ -1,9 +1,14 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that building, testing and benchmarking Trelm
-# need, when they are missing. The library itself needs only a C++17 compiler.
+# Installs the Debian packages that building and testing Trelm need, when they
+# are missing; with --bench also the peer libraries the benchmarks compare
+# against. The library itself needs only a C++17 compiler.
+#   scripts/install-deps.sh [--bench]
 set -euo pipefail
 
 packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev)
+if [ "${1:-}" = "--bench" ]; then
+    packages+=(libopenmesh-dev libembree-dev libcgal-dev libeigen3-dev libmeshoptimizer-dev)
+fi
 missing=()
 for package in "${packages[@]}"; do
     dpkg -s "$package" >/dev/null 2>&1 || missing+=("$package")
