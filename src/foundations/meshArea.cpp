@@ -39,12 +39,8 @@ public:
 
     void execute(int threadIndex, int numThreads) override
     {
-        const int n = m_numTriangles;
-        const int q = n / numThreads, r = n % numThreads;
-        const int begin = r == 0 ? q * threadIndex
-                          : threadIndex < r ? (q + 1) * threadIndex
-                                            : q * threadIndex + r;
-        const int end = getBeginIndex(threadIndex + 1, numThreads, n);
+        int begin, end;
+        getSlice(threadIndex, numThreads, m_numTriangles, begin, end);
         double sum;
         if (m_channel != VertexChannel)
             sum = sumParameterAreas(begin, end);

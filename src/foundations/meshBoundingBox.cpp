@@ -34,12 +34,8 @@ public:
 
     void execute(int threadIndex, int numThreads) override
     {
-        const int n = m_numVertices;
-        const int q = n / numThreads, r = n % numThreads;
-        const int begin = r == 0 ? q * threadIndex
-                          : threadIndex < r ? (q + 1) * threadIndex
-                                            : q * threadIndex + r;
-        const int end = getBeginIndex(threadIndex + 1, numThreads, n);
+        int begin, end;
+        getSlice(threadIndex, numThreads, m_numVertices, begin, end);
         float box[6] = {3.4028235e38f, 3.4028235e38f, 3.4028235e38f,
                         -3.4028235e38f, -3.4028235e38f, -3.4028235e38f};
         if (m_hasSelection)

@@ -38,12 +38,8 @@ public:
 
     void execute(int threadIndex, int numThreads) override
     {
-        const int n = m_count;
-        const int q = n / numThreads, r = n % numThreads;
-        const int begin = r == 0 ? q * threadIndex
-                          : threadIndex < r ? (q + 1) * threadIndex
-                                            : q * threadIndex + r;
-        const int end = getBeginIndex(threadIndex + 1, numThreads, n);
+        int begin, end;
+        getSlice(threadIndex, numThreads, m_count, begin, end);
         if (m_kind == Kind::Points)
             transformPoints(begin, end);
         else

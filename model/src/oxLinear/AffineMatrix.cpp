@@ -6,6 +6,8 @@
 
 #include "oxLinear/AffineMatrix.h"
 
+#include "elementwise.h"
+
 #include <cmath>
 
 namespace oxLinear
@@ -59,27 +61,6 @@ AffineMatrix halfTurn(const Vector& a)
     return m;
 }
 
-template <class A, class B>
-bool elementsWithin(const A* a, const B* b, int count, double tol)
-{
-    for (int i = 0; i < count; ++i)
-    {
-        if (!(std::fabs(double(a[i]) - double(b[i])) <= tol))
-            return false;
-    }
-    return true;
-}
-
-template <class T>
-bool elementsEqual(const T* a, const T* b, int count)
-{
-    for (int i = 0; i < count; ++i)
-    {
-        if (!(a[i] == b[i]))
-            return false;
-    }
-    return true;
-}
 }  // namespace
 
 // ---- AffineMatrix -------------------------------------------------------------------------
@@ -292,12 +273,12 @@ AffineMatrix operator*(const AffineMatrix& a, const AffineMatrix& b)
 
 bool operator==(const AffineMatrix& a, const AffineMatrix& b)
 {
-    return elementsEqual(a.data(), b.data(), 12);
+    return detail::elementsEqual(a.data(), b.data(), 12);
 }
 
 bool equivalent(const AffineMatrix& a, const AffineMatrix& b, double tol)
 {
-    return elementsWithin(a.data(), b.data(), 12, tol);
+    return detail::elementsWithin(a.data(), b.data(), 12, tol);
 }
 
 // ---- AffineMatrixFlt ----------------------------------------------------------------------
@@ -380,12 +361,12 @@ AffineMatrixFlt operator*(const AffineMatrixFlt& a, const AffineMatrixFlt& b)
 
 bool operator==(const AffineMatrixFlt& a, const AffineMatrixFlt& b)
 {
-    return elementsEqual(a.data(), b.data(), 12);
+    return detail::elementsEqual(a.data(), b.data(), 12);
 }
 
 bool equivalent(const AffineMatrixFlt& a, const AffineMatrixFlt& b, double tol)
 {
-    return elementsWithin(a.data(), b.data(), 12, tol);
+    return detail::elementsWithin(a.data(), b.data(), 12, tol);
 }
 
 // ---- AffineMatrix2 ------------------------------------------------------------------------
@@ -451,11 +432,11 @@ AffineMatrix2 operator*(const AffineMatrix2& a, const AffineMatrix2& b)
 
 bool operator==(const AffineMatrix2& a, const AffineMatrix2& b)
 {
-    return elementsEqual(a.data(), b.data(), 6);
+    return detail::elementsEqual(a.data(), b.data(), 6);
 }
 
 bool equivalent(const AffineMatrix2& a, const AffineMatrix2& b, double tol)
 {
-    return elementsWithin(a.data(), b.data(), 6, tol);
+    return detail::elementsWithin(a.data(), b.data(), 6, tol);
 }
 }  // namespace oxLinear

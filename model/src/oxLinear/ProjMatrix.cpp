@@ -8,6 +8,8 @@
 
 #include "oxLinear/ProjMatrix.h"
 
+#include "elementwise.h"
+
 #include <cmath>
 
 namespace oxLinear
@@ -44,28 +46,6 @@ double determinant(const Minors& k)
 {
     return k.s[0] * k.c[5] - k.s[1] * k.c[4] + k.s[2] * k.c[3] + k.s[3] * k.c[2] - k.s[4] * k.c[1] +
            k.s[5] * k.c[0];
-}
-
-template <class A, class B>
-bool elementsWithin(const A* a, const B* b, int count, double tol)
-{
-    for (int i = 0; i < count; ++i)
-    {
-        if (!(std::fabs(double(a[i]) - double(b[i])) <= tol))
-            return false;
-    }
-    return true;
-}
-
-template <class T>
-bool elementsEqual(const T* a, const T* b, int count)
-{
-    for (int i = 0; i < count; ++i)
-    {
-        if (!(a[i] == b[i]))
-            return false;
-    }
-    return true;
 }
 
 /// out = a * b for row-major 4x4 arrays (out may not alias a or b).
@@ -227,12 +207,12 @@ ProjMatrix operator*(const ProjMatrix& a, const ProjMatrix& b)
 
 bool operator==(const ProjMatrix& a, const ProjMatrix& b)
 {
-    return elementsEqual(a.data(), b.data(), 16);
+    return detail::elementsEqual(a.data(), b.data(), 16);
 }
 
 bool equivalent(const ProjMatrix& a, const ProjMatrix& b, double tol)
 {
-    return elementsWithin(a.data(), b.data(), 16, tol);
+    return detail::elementsWithin(a.data(), b.data(), 16, tol);
 }
 
 // ---- ProjMatrixFlt ------------------------------------------------------------------------
@@ -299,11 +279,11 @@ ProjMatrixFlt operator*(const ProjMatrixFlt& a, const ProjMatrixFlt& b)
 
 bool operator==(const ProjMatrixFlt& a, const ProjMatrixFlt& b)
 {
-    return elementsEqual(a.data(), b.data(), 16);
+    return detail::elementsEqual(a.data(), b.data(), 16);
 }
 
 bool equivalent(const ProjMatrixFlt& a, const ProjMatrixFlt& b, double tol)
 {
-    return elementsWithin(a.data(), b.data(), 16, tol);
+    return detail::elementsWithin(a.data(), b.data(), 16, tol);
 }
 }  // namespace oxLinear
