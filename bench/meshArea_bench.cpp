@@ -139,11 +139,13 @@ void BM_meshBoundingBox(benchmark::State& state)
     float loopBox[6];
     compareWithLoop(
         state,
-        [&] {
+        [&]
+        {
             oxGeom::meshBoundingBox(mesh, box);
             benchmark::DoNotOptimize(box);
         },
-        [&] {
+        [&]
+        {
             serialBox(mesh, loopBox);
             benchmark::DoNotOptimize(loopBox);
         },

@@ -27,15 +27,16 @@ oxGeom::CompactMesh makeTorus(int rings, double R, double r)
         {
             const double u = twoPi * i / rings, v = twoPi * j / sides;
             const double ring = R + r * std::cos(v);
-            vertices.push_back({{float(ring * std::cos(u)), float(ring * std::sin(u)),
-                                 float(r * std::sin(v))}});
+            vertices.push_back(
+                {{float(ring * std::cos(u)), float(ring * std::sin(u)), float(r * std::sin(v))}});
         }
     std::vector<int> triangles;
     for (int i = 0; i < rings; ++i)
         for (int j = 0; j < sides; ++j)
         {
             const int a = i * sides + j, b = ((i + 1) % rings) * sides + j;
-            const int c = i * sides + (j + 1) % sides, d = ((i + 1) % rings) * sides + (j + 1) % sides;
+            const int c = i * sides + (j + 1) % sides,
+                      d = ((i + 1) % rings) * sides + (j + 1) % sides;
             triangles.insert(triangles.end(), {a, b, d, a, d, c});
         }
     oxGeom::CompactMesh mesh(static_cast<int>(vertices.size()), vertices.data(), nullptr, nullptr,
@@ -83,10 +84,11 @@ int main(int argc, char** argv)
         oxGeom::meshBoundingBox(torus, box);
         const double boxMs = milliseconds(start);
 
-        std::printf("%d thread%s: area %-10.6f (%.3f ms)  box (%.3f %.3f %.3f)-(%.3f %.3f %.3f) "
-                    "(%.3f ms)\n",
-                    threads, threads == 1 ? " " : "s", area, areaMs, box[0], box[1], box[2],
-                    box[3], box[4], box[5], boxMs);
+        std::printf(
+            "%d thread%s: area %-10.6f (%.3f ms)  box (%.3f %.3f %.3f)-(%.3f %.3f %.3f) "
+            "(%.3f ms)\n",
+            threads, threads == 1 ? " " : "s", area, areaMs, box[0], box[1], box[2], box[3], box[4],
+            box[5], boxMs);
         if (threads == hardwareThreads)
             break;
     }

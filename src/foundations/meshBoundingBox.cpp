@@ -36,7 +36,7 @@ public:
     {
         int begin, end;
         getSlice(threadIndex, numThreads, m_numVertices, begin, end);
-        float box[6] = {3.4028235e38f, 3.4028235e38f, 3.4028235e38f,
+        float box[6] = {3.4028235e38f,  3.4028235e38f,  3.4028235e38f,
                         -3.4028235e38f, -3.4028235e38f, -3.4028235e38f};
         if (m_hasSelection)
             widenBySelected(begin, std::min(end, m_selectionSize), box);

@@ -130,5 +130,6 @@ TEST(meshTransform, emptyInputDoesNothingAndPrintsNothing)
 
     oxGeom::meshTransform(generalMatrix(), data.data(), 1);
     oxGeom::meshTransformNormals(generalMatrix(), data.data(), 1);
-    EXPECT_EQ(capture.text(), "meshTransform: 1 points, # s\nmeshTransformNormals: 1 normals, # s\n");
+    EXPECT_EQ(capture.text(),
+              "meshTransform: 1 points, # s\nmeshTransformNormals: 1 normals, # s\n");
 }

@@ -53,10 +53,12 @@ class DebugCapture
 public:
     DebugCapture()
     {
-        oxGeom::debugChannel().setCallback([this](const char* text) {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_text += text;
-        });
+        oxGeom::debugChannel().setCallback(
+            [this](const char* text)
+            {
+                std::lock_guard<std::mutex> lock(m_mutex);
+                m_text += text;
+            });
         oxGeom::debugChannel().enable();
     }
     ~DebugCapture()

@@ -69,8 +69,14 @@ public:
     void reset() { Reference().swap(*this); }
     void swap(Reference& other) noexcept { std::swap(m_object, other.m_object); }
 
-    friend bool operator==(const Reference& a, const Reference& b) { return a.m_object == b.m_object; }
-    friend bool operator!=(const Reference& a, const Reference& b) { return a.m_object != b.m_object; }
+    friend bool operator==(const Reference& a, const Reference& b)
+    {
+        return a.m_object == b.m_object;
+    }
+    friend bool operator!=(const Reference& a, const Reference& b)
+    {
+        return a.m_object != b.m_object;
+    }
 
 private:
     void acquire()
