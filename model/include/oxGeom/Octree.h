@@ -157,7 +157,8 @@ public:
     /// along the direction, ties in ascending slot order. If a ray along the
     /// direction passes from child a into child b, a comes before b.
     /// A zero (or NaN) direction component leaves that axis out of the ordering;
-    /// a zero vector gives 0, 1, ..., 7. O(1), thread-safe.
+    /// a zero vector gives 0, 1, ..., 7; infinite components outweigh finite
+    /// ones. O(1), thread-safe.
     static void getNodeOrdering(const oxLinear::Vector& direction, int order[8]);
 
     /// Node-array encoding, for OctreeIterator: a value >= 0 is an interior
