@@ -7,7 +7,6 @@
 #include <oxGeom/BoundingBox.h>
 
 #include <array>
-#include <initializer_list>
 #include <vector>
 
 namespace testsupport
@@ -63,7 +62,7 @@ inline bool meets(std::vector<Point3> polygon, const oxGeom::BoundingBox& box, d
 }  // namespace detail
 
 /// The triangle or segment with the given corners (three or two float triples) against `box`.
-inline Overlap classify(const oxGeom::BoundingBox& box, std::initializer_list<const float*> corners,
+inline Overlap classify(const oxGeom::BoundingBox& box, const std::vector<const float*>& corners,
                         double margin)
 {
     std::vector<detail::Point3> polygon;
