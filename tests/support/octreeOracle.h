@@ -3,8 +3,11 @@
 // by a plain recursive walk (independent of the library's iterators), seeded
 // point sets, and box geometry in double precision.
 
+#include <ox/Reference.h>
 #include <oxGeom/Octree.h>
 #include <oxGeom/Quadtree.h>
+
+#include "support/meshes.h"
 
 #include <cstdint>
 #include <random>
@@ -62,6 +65,54 @@ inline std::vector<oxGeom::QuadtreeIterator> allLeaves(const oxGeom::Quadtree& q
     return leaves;
 }
 
+/// Every leaf depth-first with each node's children taken in `order`
+/// (order[0] first): the sequence a query walk must follow, before filtering.
+inline void collectOrdered(oxGeom::OctreeIterator node, const int order[8],
+                           std::vector<oxGeom::OctreeIterator>& out)
+{
+    if (!node.valid())
+        return;
+    if (node.isLeaf())
+    {
+        out.push_back(node);
+        return;
+    }
+    for (int k = 0; k < 8; ++k)
+    {
+        oxGeom::OctreeIterator child = node;
+        if (child.descend(order[k]))
+            collectOrdered(child, order, out);
+    }
+}
+
+/// The leaves, in the depth-first order given by the direction's node
+/// ordering, whose own box passes `test`. Node tests that are monotone (a box
+/// passing implies its parent passes) make this exactly what a query walk yields.
+template <class Test>
+std::vector<int> expectedWalk(const oxGeom::Octree& octree, const oxLinear::Vector& direction,
+                              const Test& test)
+{
+    int order[8];
+    oxGeom::Octree::getNodeOrdering(direction, order);
+    std::vector<oxGeom::OctreeIterator> leaves;
+    collectOrdered(octree.getRoot(), order, leaves);
+    std::vector<int> numbers;
+    for (const oxGeom::OctreeIterator& leaf : leaves)
+        if (test(leaf.getBox()))
+            numbers.push_back(leaf.getLeafNumber());
+    return numbers;
+}
+
+/// Leaf numbers an iterator yields from its current position to its end.
+template <class Iterator>
+std::vector<int> yielded(Iterator& it)
+{
+    std::vector<int> numbers;
+    for (; it.valid(); it.next())
+        numbers.push_back(it.get().getLeafNumber());
+    return numbers;
+}
+
 /// Leaf numbers of a list of leaves, in list order.
 template <class Leaves>
 std::vector<int> leafNumbers(const Leaves& leaves)
@@ -116,5 +167,33 @@ inline bool inBox(const oxGeom::BoundingBox& box, const float* p)
         if (p[axis] < box[axis] || p[axis] > box[axis + 3])
             return false;
     return true;
+}
+/// An octree with a name for failure messages.
+struct NamedOctree
+{
+    const char* name;
+    ox::Reference<oxGeom::Octree> octree;
+};
+
+/// The octrees the iterator tests run on: random points with and without
+/// tiling, a sphere's vertices, a flat grid, and a lone point (root is a leaf).
+inline std::vector<NamedOctree> sampleOctrees()
+{
+    std::vector<NamedOctree> trees;
+    const std::vector<float> random = randomPoints(7, 2000, 3, -1.0f, 3.0f);
+    trees.push_back({"random", new oxGeom::Octree(2000, random.data(), boxOf(random), true, 8)});
+    trees.push_back(
+        {"random sparse", new oxGeom::Octree(2000, random.data(), boxOf(random), false, 8)});
+    for (const auto& mesh : {fixtures::icosphere(3, 2.0f), fixtures::gridMesh(30, 20)})
+    {
+        const float* v = mesh.getVerticesRaw();
+        const std::vector<float> points(v, v + 3 * mesh.getNumVertices());
+        trees.push_back({mesh.getNumVertices() == 642 ? "icosphere" : "grid",
+                         new oxGeom::Octree(mesh.getNumVertices(), v, boxOf(points), true, 16)});
+    }
+    const float lone[3] = {0.5f, 0.5f, 0.5f};
+    trees.push_back(
+        {"root leaf", new oxGeom::Octree(1, lone, oxGeom::BoundingBox(lone, 1.0f), true, 16)});
+    return trees;
 }
 }  // namespace testsupport
