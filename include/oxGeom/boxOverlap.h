@@ -24,13 +24,14 @@ void project(const BoundingBox& box, const oxLinear::VectorFlt& axis, float& lo,
 ///
 /// Inputs: `box`; `a`, `b`, `c`, each three floats x, y, z (the triangle's corners).
 /// Output: the answer. Touching (a shared face, edge or corner point) counts as overlap.
-/// Method: separating axes in single precision, relative to A (box corners minus A, edges
-/// B - A, C - B, C - A): first the nine cross products of the coordinate axes with the edges,
-/// then the three coordinate axes, last the triangle's plane; the first axis that separates
-/// answers false.
+/// Method: a corner of the triangle inside the closed box answers true at once (exactly, where
+/// the axes below could be misled by rounding on a contact). Otherwise separating axes in single
+/// precision, relative to A (box corners minus A, edges B - A, C - B, C - A): first the nine
+/// cross products of the coordinate axes with the edges, then the three coordinate axes, last
+/// the triangle's plane; the first axis that separates answers false.
 /// Degenerate input: a triangle collapsed to a segment or a point is tested as that segment or
 /// point (zero axes separate nothing, the others still do). An empty box overlaps nothing; a
-/// triangle with a NaN coordinate overlaps nothing.
+/// triangle with an infinite or NaN coordinate overlaps nothing.
 /// Thread safety: pure function. Cost: O(1), at most 13 axes.
 bool intersects(const BoundingBox& box, const float* const a, const float* const b,
                 const float* const c);
@@ -43,7 +44,7 @@ bool intersects(const BoundingBox& box, const float* const a, const float* const
 /// separate; then the three cross products of the direction Q - P with the coordinate axes,
 /// with the box projected relative to P (the segment projects to 0 on each of them).
 /// Degenerate input: P == Q tests the point against the closed box. An empty box overlaps
-/// nothing; a segment with a NaN coordinate overlaps nothing.
+/// nothing; a segment with an infinite or NaN coordinate overlaps nothing.
 /// Thread safety: pure function. Cost: O(1), at most 6 axes.
 bool intersects(const BoundingBox& box, const float* const p, const float* const q);
 }  // namespace oxGeom

@@ -33,6 +33,24 @@ inline void projectBox(const float box[6], const float axis[3], float& lo, float
     }
 }
 
+// Valid (minimum <= maximum on every axis); false for the empty box and for NaN values.
+inline bool isValidBox(const float box[6])
+{
+    return box[0] <= box[3] && box[1] <= box[4] && box[2] <= box[5];
+}
+
+inline bool pointInBox(const float box[6], const float* p)
+{
+    return box[0] <= p[0] && p[0] <= box[3] && box[1] <= p[1] && p[1] <= box[4] && box[2] <= p[2] &&
+           p[2] <= box[5];
+}
+
+// True when no coordinate is infinite or NaN (x - x is 0 only for finite x).
+inline bool isFinite(const float* p)
+{
+    return (p[0] - p[0]) + (p[1] - p[1]) + (p[2] - p[2]) == 0.0f;
+}
+
 // The box translated so that `origin` becomes the coordinate origin.
 inline void relativeBox(const BoundingBox& box, const float* origin, float relative[6])
 {
@@ -44,8 +62,7 @@ inline void relativeBox(const BoundingBox& box, const float* origin, float relat
 }
 
 // True when the triangle 0, u, w (corners relative to A) and the relative box are apart along
-// `axis`. Written as "apart" rather than "not overlapping" so that a NaN never separates here;
-// the plane test below rejects NaN input instead.
+// `axis`.
 inline bool separatesTriangle(const float axis[3], const float u[3], const float w[3],
                               const float box[6])
 {
@@ -89,7 +106,7 @@ inline void cross(const float x[3], const float y[3], float out[3])
 }
 
 // The box straddles (or touches) the plane through the origin with normal `normal`. False for a
-// NaN normal or box, which is how NaN input ends up overlapping nothing.
+// NaN normal or box, so a segment with a NaN coordinate overlaps nothing.
 inline bool boxMeetsPlane(const float normal[3], const float box[6])
 {
     float lo, hi;
@@ -106,8 +123,12 @@ void project(const BoundingBox& box, const oxLinear::VectorFlt& axis, float& lo,
 bool intersects(const BoundingBox& box, const float* const a, const float* const b,
                 const float* const c)
 {
-    if (!box.isValid())
+    if (!isValidBox(box.m_box) || !isFinite(a) || !isFinite(b) || !isFinite(c))
         return false;
+    // A corner in the box settles it exactly, and cheaply: in the octree partition most tested
+    // leaves hold a corner of the triangle.
+    if (pointInBox(box.m_box, a) || pointInBox(box.m_box, b) || pointInBox(box.m_box, c))
+        return true;
     float rel[6];
     relativeBox(box, a, rel);
     const float ab[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]};
@@ -127,7 +148,7 @@ bool intersects(const BoundingBox& box, const float* const a, const float* const
 
 bool intersects(const BoundingBox& box, const float* const p, const float* const q)
 {
-    if (!box.isValid())
+    if (!isValidBox(box.m_box) || !isFinite(p) || !isFinite(q))
         return false;
     const float* lo = box.m_box;
     const float* hi = box.m_box + 3;

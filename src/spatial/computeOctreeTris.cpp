@@ -6,7 +6,6 @@
 
 #include <oxGeom/boxOverlap.h>
 #include <oxGeom/debugChannel.h>
-#include <oxGeom/meshBoundingBox.h>
 #include <oxOS/StopWatch.h>
 #include <oxUtil/ThreadPool.h>
 
@@ -30,15 +29,19 @@ public:
 
     int count() const { return m_numTriangles; }
 
-    // A triangle with an index outside the vertex array has no box and is listed nowhere.
-    bool box(int i, BoundingBox& box) const
+    // A triangle with an index outside the vertex array or a coordinate that is not finite has
+    // no box and is listed nowhere.
+    bool box(int i, float box[6]) const
     {
         const MeshTriangle& t = m_triangles[i];
         if (static_cast<unsigned>(t[0]) >= m_numVertices ||
             static_cast<unsigned>(t[1]) >= m_numVertices ||
             static_cast<unsigned>(t[2]) >= m_numVertices)
             return false;
-        meshTriBoundingBox(m_vertices, t, box);
+        const float* corners[3] = {m_vertices[t[0]].v, m_vertices[t[1]].v, m_vertices[t[2]].v};
+        if (!detail::allFinite(corners, 3))
+            return false;
+        detail::boxOfPoints(corners, 3, box);
         return true;
     }
 

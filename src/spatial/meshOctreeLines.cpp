@@ -29,18 +29,18 @@ public:
 
     int count() const { return m_numLines; }
 
-    // The box spanned by the two end points; a line with an index outside the vertex array has
-    // none and is listed nowhere.
-    bool box(int i, BoundingBox& box) const
+    // The box spanned by the two end points; a line with an index outside the vertex array or a
+    // coordinate that is not finite has none and is listed nowhere.
+    bool box(int i, float box[6]) const
     {
         const MeshLine& line = m_lines[i];
         if (static_cast<unsigned>(line[0]) >= m_numVertices ||
             static_cast<unsigned>(line[1]) >= m_numVertices)
             return false;
-        const float* p = m_vertices[line[0]].v;
-        for (int k = 0; k < 3; ++k)
-            box.m_box[k] = box.m_box[k + 3] = p[k];
-        box.extend(m_vertices[line[1]].v);
+        const float* ends[2] = {m_vertices[line[0]].v, m_vertices[line[1]].v};
+        if (!detail::allFinite(ends, 2))
+            return false;
+        detail::boxOfPoints(ends, 2, box);
         return true;
     }
 

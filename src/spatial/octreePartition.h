@@ -1,13 +1,13 @@
 #pragma once
 // The partition of mesh items (triangles or lines) into octree leaves that computeOctreeTris and
 // meshOctreeLines share; private to the library. Each pool thread walks its slice of the items
-// with its own box iterator and a one-leaf coherence cache, and the calling thread concatenates
-// the per-thread (leaf, item) pairs in thread order and sorts them into per-leaf sets.
+// with its own leaf walk and a one-leaf coherence cache, and the calling thread concatenates the
+// per-thread (leaf, item) pairs in thread order and sorts them into per-leaf sets.
 
 #include <oxGeom/ArrayOfSets.h>
 #include <oxGeom/BoundingBox.h>
 #include <oxGeom/Octree.h>
-#include <oxGeom/OctreeIterators.h>
+#include <oxLinear/Point.h>
 #include <oxUtil/ThreadedAlg.h>
 
 #include <cstddef>
@@ -45,9 +45,148 @@ inline double printedCount(std::int64_t count)
     return static_cast<double>(static_cast<float>(count));
 }
 
+/// True when every coordinate of the points is finite (x - x is 0 only for finite x).
+inline bool allFinite(const float* const* points, int numPoints)
+{
+    float zero = 0.0f;
+    for (int p = 0; p < numPoints; ++p)
+        for (int k = 0; k < 3; ++k)
+            zero += points[p][k] - points[p][k];
+    return zero == 0.0f;
+}
+
+/// The box of the points: the first point, widened by the others.
+inline void boxOfPoints(const float* const* points, int numPoints, float box[6])
+{
+    for (int k = 0; k < 3; ++k)
+        box[k] = box[k + 3] = points[0][k];
+    for (int p = 1; p < numPoints; ++p)
+        for (int k = 0; k < 3; ++k)
+        {
+            box[k] = points[p][k] < box[k] ? points[p][k] : box[k];
+            box[k + 3] = points[p][k] > box[k + 3] ? points[p][k] : box[k + 3];
+        }
+}
+
+/// The leaves of an octree whose boxes meet a query box, in exactly the order in which
+/// OctreeBBoxIntersectIt yields them: depth-first, children taken in the order of
+/// Octree::getNodeOrdering along +x, every node tested with the closed box test before it is
+/// pushed. It is that walk specialised for the partition's inner loop:
+/// - a node's box already meets the query, so a child's box meets it exactly when the query
+///   reaches across the node's split values on the child's side: three comparisons per axis
+///   decide all eight children;
+/// - the walk keeps the path of nodes that held the previous query strictly inside, and starts
+///   from the deepest of them that holds the new query strictly inside. No leaf outside such a
+///   node can meet the query, and the walk from the root would reach it with nothing else on
+///   its stack, so the leaves and their order are the same; for neighbouring items most of the
+///   descent is skipped.
+/// One walk per thread; it allocates only in its constructor.
+class LeafWalk
+{
+public:
+    explicit LeafWalk(const Octree& octree)
+        : m_nodes(octree.getNodes().data()),
+          m_root(octree.getRoot()),
+          m_stack(static_cast<std::size_t>(8 * (octree.getMaxDepth() + 1))),
+          m_path(static_cast<std::size_t>(octree.getMaxDepth() + 1))
+    {
+        Octree::getNodeOrdering(oxLinear::Vector(1.0, 0.0, 0.0), m_order);
+        m_path[0] = {m_root.getBox(), m_root.getNodeIndex()};
+    }
+
+    /// Calls visit(leaf number, leaf box) for each leaf whose box meets the closed box `query`.
+    template <class Visit>
+    void walk(const float query[6], Visit&& visit)
+    {
+        if (!m_root.valid())
+            return;
+        while (m_pathSize > 1 && !strictlyInside(query, m_path[m_pathSize - 1].box.m_box))
+            --m_pathSize;
+        if (m_pathSize == 1 && !boxesMeet(m_root.getBox().m_box, query))
+            return;
+        Entry* stack = m_stack.data();
+        int size = 0;
+        stack[size++] = m_path[m_pathSize - 1];
+        bool onPath = true;  // no branch taken yet
+        while (size > 0)
+        {
+            const Entry entry = stack[--size];
+            const int value = m_nodes[entry.node];
+            if (value < 0)
+            {
+                visit(-1 - value, entry.box);
+                continue;
+            }
+            onPath = onPath && size == 0 && strictlyInside(query, entry.box.m_box);
+            if (onPath && entry.node != m_path[m_pathSize - 1].node)
+                m_path[m_pathSize++] = entry;
+            size = pushChildren(entry.box, value, query, stack, size);
+        }
+    }
+
+private:
+    struct Entry
+    {
+        BoundingBox box;
+        int node;
+    };
+
+    static bool strictlyInside(const float query[6], const float box[6])
+    {
+        return box[0] < query[0] && box[1] < query[1] && box[2] < query[2] && query[3] < box[3] &&
+               query[4] < box[4] && query[5] < box[5];
+    }
+
+    static bool boxesMeet(const float a[6], const float b[6])
+    {
+        return a[0] <= a[3] && a[1] <= a[4] && a[2] <= a[5] && b[0] <= b[3] && b[1] <= b[4] &&
+               b[2] <= b[5] && a[0] <= b[3] && b[0] <= a[3] && a[1] <= b[4] && b[1] <= a[4] &&
+               a[2] <= b[5] && b[2] <= a[5];
+    }
+
+    // Pushes the children of the node with box `box` whose first child is `firstChild` and whose
+    // boxes meet the query, in reverse order so that order[0] is taken next; returns the size.
+    int pushChildren(const BoundingBox& box, int firstChild, const float query[6], Entry* stack,
+                     int size) const
+    {
+        float split[3];
+        unsigned sides[3];  // bit 0: the lower half meets the query, bit 1: the upper half
+        for (int axis = 0; axis < 3; ++axis)
+        {
+            split[axis] = Octree::splitValue(box.m_box[axis], box.m_box[axis + 3]);
+            sides[axis] =
+                (query[axis] <= split[axis] ? 1u : 0u) | (query[axis + 3] >= split[axis] ? 2u : 0u);
+        }
+        for (int k = 7; k >= 0; --k)
+        {
+            const int slot = m_order[k];
+            const int child = firstChild + slot;
+            if (!(sides[0] >> (slot & 1) & 1) || !(sides[1] >> (slot >> 1 & 1) & 1) ||
+                !(sides[2] >> (slot >> 2 & 1) & 1) || m_nodes[child] == Octree::absentNode)
+                continue;
+            Entry& pushed = stack[size++];
+            pushed.node = child;
+            for (int axis = 0; axis < 3; ++axis)
+            {
+                const bool upper = (slot >> axis) & 1;
+                pushed.box.m_box[axis] = upper ? split[axis] : box.m_box[axis];
+                pushed.box.m_box[axis + 3] = upper ? box.m_box[axis + 3] : split[axis];
+            }
+        }
+        return size;
+    }
+
+    const int* m_nodes;
+    OctreeIterator m_root;
+    std::vector<Entry> m_stack;
+    std::vector<Entry> m_path;  // m_path[0] is the root
+    int m_pathSize = 1;
+    int m_order[8];
+};
+
 /// The threaded partition over `Items`, which provides
 ///     int count() const;
-///     bool box(int i, BoundingBox& box) const;  // false: item i is listed nowhere
+///     bool box(int i, float box[6]) const;  // false: item i is listed nowhere
 ///     bool overlaps(int i, const BoundingBox& leafBox) const;
 /// Every thread reads only the octree and the items and writes only its own slot.
 template <class Items>
@@ -117,42 +256,58 @@ private:
     /// Two listings per item are reserved up front, so that appending rarely reallocates.
     std::int64_t reserveHint() const { return 2 * static_cast<std::int64_t>(m_numItems); }
 
-    /// One thread's walking state: its box iterator, the item's box (which the iterator reads
-    /// by pointer) and the cached leaf.
+    /// One thread's walking state: its leaf walk and the cached leaf.
     class Walker
     {
     public:
-        explicit Walker(const OctreePartitionAlg& alg) : m_alg(alg), m_walk(alg.m_octree) {}
+        explicit Walker(const OctreePartitionAlg& alg) : m_items(alg.m_items), m_walk(alg.m_octree)
+        {
+        }
 
-        void forgetLeaf() { m_cached = OctreeIterator(); }
+        void forgetLeaf()
+        {
+            m_cachedBox = BoundingBox();
+            m_cachedLeaf = -1;
+        }
 
         /// Lists item i in `pairs` (nothing when null: a replay) and returns 1 when it took
         /// the cached leaf, 0 when it walked or was skipped. The cache ends on the last leaf
         /// the walk visited, touched or not.
         int visit(int i, std::vector<VoxelPair>* pairs)
         {
-            if (!m_alg.m_items.box(i, m_box))
+            float box[6];
+            if (!m_items.box(i, box))
                 return 0;
-            if (m_cached.getBox().contains(m_box))
+            if (cachedLeafContains(box))
             {
                 if (pairs)
-                    pairs->push_back({m_cached.getLeafNumber(), i});
+                    pairs->push_back({m_cachedLeaf, i});
                 return 1;
             }
-            for (m_walk.reset(m_box); m_walk.valid(); m_walk.next())
-            {
-                m_cached = m_walk.get();
-                if (pairs && m_alg.m_items.overlaps(i, m_cached.getBox()))
-                    pairs->push_back({m_cached.getLeafNumber(), i});
-            }
+            m_walk.walk(box,
+                        [&](int leaf, const BoundingBox& leafBox)
+                        {
+                            m_cachedLeaf = leaf;
+                            m_cachedBox = leafBox;
+                            if (pairs && m_items.overlaps(i, leafBox))
+                                pairs->push_back({leaf, i});
+                        });
             return 0;
         }
 
     private:
-        const OctreePartitionAlg& m_alg;
-        OctreeBBoxIntersectIt m_walk;
-        OctreeIterator m_cached;
-        BoundingBox m_box;
+        // Closed containment; the empty box of a forgotten cache contains nothing.
+        bool cachedLeafContains(const float box[6]) const
+        {
+            const float* cached = m_cachedBox.m_box;
+            return cached[0] <= box[0] && cached[1] <= box[1] && cached[2] <= box[2] &&
+                   box[3] <= cached[3] && box[4] <= cached[4] && box[5] <= cached[5];
+        }
+
+        const Items& m_items;
+        LeafWalk m_walk;
+        BoundingBox m_cachedBox;
+        int m_cachedLeaf = -1;
     };
 
     const Octree& m_octree;
