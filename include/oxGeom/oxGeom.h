@@ -31,6 +31,7 @@
 #include <oxGeom/BitVector.h>
 #include <oxGeom/BoundingBox.h>
 #include <oxGeom/CompactMesh.h>
+#include <oxGeom/Frustum.h>
 #include <oxGeom/MeshAdjTris.h>
 #include <oxGeom/MeshAdjVertices.h>
 #include <oxGeom/MeshAttributes.h>
@@ -39,11 +40,26 @@
 #include <oxGeom/MeshElements.h>
 #include <oxGeom/MeshModification.h>
 #include <oxGeom/MeshPlacement.h>
+#include <oxGeom/Octree.h>
+#include <oxGeom/OctreeLines.h>
+#include <oxGeom/OctreeQueryWalk.h>
+#include <oxGeom/OctreeTris.h>
 #include <oxGeom/PointMesh.h>
+#include <oxGeom/Quadtree.h>
 #include <oxGeom/Remap.h>
 #include <oxGeom/TopoMesh.h>
 #include <oxGeom/debugChannel.h>
 
+#include <oxGeom/MeshCache.h>
+#include <oxGeom/OctreeIterators.h>
+#include <oxGeom/Ray.h>
+#include <oxGeom/boxOverlap.h>
+#include <oxGeom/computeOctreeTris.h>
+#include <oxGeom/meshAdjacency.h>
 #include <oxGeom/meshArea.h>
 #include <oxGeom/meshBoundingBox.h>
+#include <oxGeom/meshComponents.h>
+#include <oxGeom/meshComputeBoundary.h>
+#include <oxGeom/meshRead.h>
 #include <oxGeom/meshTransform.h>
+#include <oxGeom/meshWrite.h>
