@@ -91,6 +91,13 @@ public:
           m_path(static_cast<std::size_t>(octree.getMaxDepth() + 1))
     {
         Octree::getNodeOrdering(oxLinear::Vector(1.0, 0.0, 0.0), m_order);
+        for (unsigned slots = 0; slots < 256; ++slots)
+        {
+            m_positionsOfSlots[slots] = 0;
+            for (int k = 0; k < 8; ++k)
+                if (slots >> m_order[k] & 1)
+                    m_positionsOfSlots[slots] |= static_cast<std::uint8_t>(1u << k);
+        }
         m_path[0] = {m_root.getBox(), m_root.getNodeIndex()};
     }
 
@@ -104,23 +111,32 @@ public:
             --m_pathSize;
         if (m_pathSize == 1 && !boxesMeet(m_root.getBox().m_box, query))
             return;
+        // Depth-first: the first child meeting the query is taken at once and the others wait
+        // on the stack in reverse order, as if all had been pushed and the top popped.
         Entry* stack = m_stack.data();
         int size = 0;
-        stack[size++] = m_path[m_pathSize - 1];
+        Entry node = m_path[m_pathSize - 1];
         bool onPath = true;  // no branch taken yet
-        while (size > 0)
+        for (;;)
         {
-            const Entry entry = stack[--size];
-            const int value = m_nodes[entry.node];
+            const int value = m_nodes[node.node];
             if (value < 0)
             {
-                visit(-1 - value, entry.box);
+                visit(-1 - value, node.box);
+                if (size == 0)
+                    return;
+                node = stack[--size];
                 continue;
             }
-            onPath = onPath && size == 0 && strictlyInside(query, entry.box.m_box);
-            if (onPath && entry.node != m_path[m_pathSize - 1].node)
-                m_path[m_pathSize++] = entry;
-            size = pushChildren(entry.box, value, query, stack, size);
+            onPath = onPath && size == 0 && strictlyInside(query, node.box.m_box);
+            if (onPath && node.node != m_path[m_pathSize - 1].node)
+                m_path[m_pathSize++] = node;
+            if (descend(node, value, query, stack, size))
+                continue;
+            // Only in octrees that omit empty children can no child meet the query.
+            if (size == 0)
+                return;
+            node = stack[--size];
         }
     }
 
@@ -144,37 +160,58 @@ private:
                a[2] <= b[5] && b[2] <= a[5];
     }
 
-    // Pushes the children of the node with box `box` whose first child is `firstChild` and whose
-    // boxes meet the query, in reverse order so that order[0] is taken next; returns the size.
-    int pushChildren(const BoundingBox& box, int firstChild, const float query[6], Entry* stack,
-                     int size) const
+    // Replaces `node` by its first child (in the walk's order) whose box meets the query, pushes
+    // the other such children in reverse order and returns true; returns false when no child
+    // meets the query.
+    bool descend(Entry& node, int firstChild, const float query[6], Entry* stack, int& size) const
     {
         float split[3];
-        unsigned sides[3];  // bit 0: the lower half meets the query, bit 1: the upper half
+        unsigned slots = 0xFF;  // bit s: child slot s meets the query
         for (int axis = 0; axis < 3; ++axis)
         {
-            split[axis] = Octree::splitValue(box.m_box[axis], box.m_box[axis + 3]);
-            sides[axis] =
-                (query[axis] <= split[axis] ? 1u : 0u) | (query[axis + 3] >= split[axis] ? 2u : 0u);
+            split[axis] = Octree::splitValue(node.box.m_box[axis], node.box.m_box[axis + 3]);
+            const unsigned upperHalf = upperSlots[axis];
+            slots &= (query[axis] <= split[axis] ? ~upperHalf : 0u) |
+                     (query[axis + 3] >= split[axis] ? upperHalf : 0u);
         }
-        for (int k = 7; k >= 0; --k)
+        // Visit positions k (order[k] is the slot), last first, so the first child ends in
+        // `node` and the others on the stack in reverse order.
+        unsigned positions = m_positionsOfSlots[slots & 0xFF];
+        const Entry parent = node;
+        bool found = false;
+        while (positions != 0)
         {
+            const int k = highestBit(positions);
+            positions &= ~(1u << k);
             const int slot = m_order[k];
             const int child = firstChild + slot;
-            if (!(sides[0] >> (slot & 1) & 1) || !(sides[1] >> (slot >> 1 & 1) & 1) ||
-                !(sides[2] >> (slot >> 2 & 1) & 1) || m_nodes[child] == Octree::absentNode)
+            if (m_nodes[child] == Octree::absentNode)
                 continue;
-            Entry& pushed = stack[size++];
-            pushed.node = child;
+            if (found)
+                stack[size++] = node;
+            found = true;
+            node.node = child;
             for (int axis = 0; axis < 3; ++axis)
             {
                 const bool upper = (slot >> axis) & 1;
-                pushed.box.m_box[axis] = upper ? split[axis] : box.m_box[axis];
-                pushed.box.m_box[axis + 3] = upper ? box.m_box[axis + 3] : split[axis];
+                node.box.m_box[axis] = upper ? split[axis] : parent.box.m_box[axis];
+                node.box.m_box[axis + 3] = upper ? parent.box.m_box[axis + 3] : split[axis];
             }
         }
-        return size;
+        return found;
     }
+
+    // Index of the highest set bit of a non-zero byte.
+    static int highestBit(unsigned bits)
+    {
+        int k = 0;
+        while (bits >> (k + 1))
+            ++k;
+        return k;
+    }
+
+    // Child slots whose box is the upper half along each axis: slot bit 0 is x, 1 y, 2 z.
+    static constexpr unsigned upperSlots[3] = {0xAA, 0xCC, 0xF0};
 
     const int* m_nodes;
     OctreeIterator m_root;
@@ -182,6 +219,7 @@ private:
     std::vector<Entry> m_path;  // m_path[0] is the root
     int m_pathSize = 1;
     int m_order[8];
+    std::uint8_t m_positionsOfSlots[256];  // slot mask -> mask of positions k in m_order
 };
 
 /// The threaded partition over `Items`, which provides
