@@ -25,7 +25,8 @@ namespace oxGeom
 /// Thread safety: runs on the calling thread; writes only `vertexLabels`.
 /// Diagnostics: "meshComponents(): %d triangles" (T) before the work, then
 /// "   %d components: %f s" (count, seconds).
-/// Cost: O(V + sum of valences); an explicit stack of T ints and a bit vector of T bits.
+/// Cost: O(V + T), each vertex's list read once; an explicit stack of T ints and bit vectors
+/// of T and V bits.
 int meshComponents(const CompactMesh& mesh, const MeshAdjTris& adj, ox::Array<int>* vertexLabels);
 
 /// Counts the connected components of a topological mesh.
@@ -36,10 +37,10 @@ int meshComponents(const CompactMesh& mesh, const MeshAdjTris& adj, ox::Array<in
 /// depend on whether the twin edges have been linked. The faces are visited along the face
 /// list; a face not yet reached starts a new component, flooded depth-first over the faces
 /// around each of its corners (corner order, then each corner's outgoing edges in creation
-/// order).
+/// order; a vertex's faces are gathered the first time the flood reaches the vertex).
 /// Empty or degenerate input: no faces gives 0; vertices on no face are not counted.
 /// Thread safety: reads the mesh only (the reference is non-const for the callers' sake).
 /// Diagnostics: none.
-/// Cost: O(F + sum of corner valences); a stack and a flag per face.
+/// Cost: O(V + F + half-edges); a stack and a flag per face, a flag per vertex.
 int meshComponents(TopoMesh& mesh);
 }  // namespace oxGeom

@@ -25,6 +25,7 @@ public:
           m_adj(adj),
           m_labels(labels),
           m_reached(m_numTriangles),
+          m_expanded(m_numVertices),
           m_stack(new int[static_cast<std::size_t>(m_numTriangles)])
     {
     }
@@ -63,6 +64,10 @@ private:
     // the flood meets it again through its own corners. That costs one extra visit and saves
     // a special case. Every push but the seed's follows a mark, so the stack never holds more
     // entries than the component has triangles.
+    //
+    // A vertex's list is scanned only the first time one of its triangles is popped: that
+    // scan marks every triangle of the list, so a later scan would push nothing. Skipping it
+    // changes no push and no label, and reads each list once instead of once per triangle.
     void flood(int seed, int component)
     {
         int top = 0;
@@ -73,11 +78,13 @@ private:
             for (int k = 0; k < 3; ++k)
             {
                 const int v = triangle[k];
-                if (m_labels && isVertex(v))
+                if (!isVertex(v) || m_expanded.isBitSet(v))
+                    continue;
+                m_expanded.setBit(v);
+                if (m_labels)
                     m_labels[v] = component;
+                top = pushUnreachedAround(v, top);
             }
-            for (int k = 0; k < 3; ++k)
-                top = pushUnreachedAround(triangle[k], top);
         }
     }
 
@@ -103,6 +110,7 @@ private:
     const MeshAdjTris& m_adj;
     int* m_labels;
     BitVector m_reached;
+    BitVector m_expanded;  // vertices whose triangles have all been reached
     std::unique_ptr<int[]> m_stack;
 };
 
@@ -110,7 +118,10 @@ class TopoFlood
 {
 public:
     explicit TopoFlood(const TopoMesh& mesh)
-        : m_mesh(mesh), m_reached(mesh.numFaces()), m_stack(new int[mesh.numFaces() + 1u])
+        : m_mesh(mesh),
+          m_reached(mesh.numFaces()),
+          m_expanded(mesh.numVertices()),
+          m_stack(new int[mesh.numFaces() + 1u])
     {
     }
 
@@ -142,7 +153,14 @@ private:
             int e = first;
             do
             {
-                top = pushUnreachedAround(m_mesh.halfEdge(e).origin, top);
+                // As in the indexed flood, a vertex's faces are all reached after its first
+                // scan.
+                const int v = m_mesh.halfEdge(e).origin;
+                if (!m_expanded.isBitSet(v))
+                {
+                    m_expanded.setBit(v);
+                    top = pushUnreachedAround(v, top);
+                }
                 e = m_mesh.halfEdge(e).next;
             } while (e != first && e >= 0);
         }
@@ -164,6 +182,7 @@ private:
 
     const TopoMesh& m_mesh;
     BitVector m_reached;
+    BitVector m_expanded;
     std::unique_ptr<int[]> m_stack;
 };
 }  // namespace
