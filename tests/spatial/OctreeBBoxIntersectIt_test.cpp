@@ -12,22 +12,10 @@
 using oxGeom::BoundingBox;
 using oxGeom::Octree;
 using oxGeom::OctreeBBoxIntersectIt;
-using testsupport::expectedWalk;
-using testsupport::yielded;
-
-namespace
-{
-BoundingBox box(float x0, float y0, float z0, float x1, float y1, float z1)
-{
-    const double values[6] = {x0, y0, z0, x1, y1, z1};
-    return BoundingBox(values);
-}
-}  // namespace
 
 TEST(OctreeBBoxIntersectIt, yieldsExactlyTheLeavesMeetingTheBoxInWalkOrder)
 {
     std::mt19937 rng(111);
-    const oxLinear::Vector alongX(1.0, 0.0, 0.0);
     for (const testsupport::NamedOctree& named : testsupport::sampleOctrees())
     {
         const Octree& octree = *named.octree;
@@ -35,83 +23,61 @@ TEST(OctreeBBoxIntersectIt, yieldsExactlyTheLeavesMeetingTheBoxInWalkOrder)
         OctreeBBoxIntersectIt it(octree);
         for (int q = 0; q < 40; ++q)
         {
-            // Boxes of all sizes, some reaching outside the root.
-            float lo[3], hi[3];
+            double lo[3], hi[3];  // boxes of all sizes, some reaching outside the root
             for (int axis = 0; axis < 3; ++axis)
             {
                 const float side = root[axis + 3] - root[axis];
-                const float a = testsupport::uniform(rng, root[axis] - 0.2f * side,
-                                                     root[axis + 3] + 0.2f * side);
-                lo[axis] = a;
-                hi[axis] = a + side * testsupport::uniform(rng, 0.0f, 0.4f);
+                lo[axis] = testsupport::uniform(rng, root[axis] - side / 5, root[axis + 3]);
+                hi[axis] = lo[axis] + side * testsupport::uniform(rng, 0.0f, 0.4f);
             }
-            const BoundingBox query = box(lo[0], lo[1], lo[2], hi[0], hi[1], hi[2]);
+            const BoundingBox query =
+                testsupport::makeBox(lo[0], lo[1], lo[2], hi[0], hi[1], hi[2]);
             it.reset(query);
-            const std::vector<int> expected = expectedWalk(
-                octree, alongX, [&](const BoundingBox& leaf) { return leaf.intersects(query); });
-            EXPECT_EQ(yielded(it), expected) << named.name << " query " << q;
+            EXPECT_EQ(testsupport::yielded(it),
+                      testsupport::expectedWalk(octree, oxLinear::Vector(1, 0, 0),
+                                                [&](const BoundingBox& leaf)
+                                                { return leaf.intersects(query); }))
+                << named.name << " query " << q;
         }
     }
 }
 
-TEST(OctreeBBoxIntersectIt, aBoxTouchingOneFaceYieldsTheLeavesOnThatFace)
+TEST(OctreeBBoxIntersectIt, touchingFacesEmptyBoxesAndDeepTrees)
 {
     const std::vector<float> points = testsupport::randomPoints(112, 1500, 3);
     const Octree octree(1500, points.data(), testsupport::boxOf(points), true, 8);
-    const BoundingBox& root = octree.getBounds();
-    const BoundingBox touching = box(root[3], root[1], root[2], root[3] + 1.0f, root[4], root[5]);
+    const BoundingBox& r = octree.getBounds();
+    // Touching the +x face only: exactly the leaves on that face.
+    const BoundingBox touching = testsupport::makeBox(r[3], r[1], r[2], r[3] + 1, r[4], r[5]);
     OctreeBBoxIntersectIt it(octree, touching);
-    std::vector<int> onFace;
+    std::vector<int> got = testsupport::yielded(it), onFace;
     for (const oxGeom::OctreeIterator& leaf : testsupport::allLeaves(octree))
-        if (leaf.getBox()[3] == root[3])
+        if (leaf.getBox()[3] == r[3])
             onFace.push_back(leaf.getLeafNumber());
-    std::vector<int> got = yielded(it);
     std::sort(got.begin(), got.end());
     EXPECT_EQ(got, onFace);
     EXPECT_GT(onFace.size(), 4u);
-
-    // Just beyond that face, and an empty box: nothing.
-    const float beyond = std::nextafter(root[3], 1e30f);
-    const BoundingBox outside = box(beyond, root[1], root[2], beyond + 1.0f, root[4], root[5]);
+    EXPECT_FALSE(it.get().valid());  // past the end: a default iterator
+    it.next();
+    EXPECT_FALSE(it.valid());
+    const float beyond = std::nextafter(r[3], 1e30f);
+    const BoundingBox outside = testsupport::makeBox(beyond, r[1], r[2], beyond + 1, r[4], r[5]);
     it.reset(outside);
     EXPECT_FALSE(it.valid());
     const BoundingBox empty;
     it.reset(empty);
     EXPECT_FALSE(it.valid());
-}
-
-TEST(OctreeBBoxIntersectIt, invalidStatesAreSafe)
-{
-    const std::vector<float> points = testsupport::randomPoints(113, 300, 3);
-    const Octree octree(300, points.data(), testsupport::boxOf(points), true, 8);
-    // No query yet: not valid, get() gives a default iterator, next() is harmless.
-    OctreeBBoxIntersectIt idle(octree);
-    EXPECT_FALSE(idle.valid());
-    EXPECT_FALSE(idle.get().valid());
+    OctreeBBoxIntersectIt idle(octree);  // no query yet
     idle.next();
-    EXPECT_FALSE(idle.valid());
-    // Past the end.
-    const BoundingBox all = octree.getBounds();
-    OctreeBBoxIntersectIt it(octree, all);
-    EXPECT_EQ(static_cast<int>(yielded(it).size()), octree.getNumLeaves());
-    EXPECT_FALSE(it.get().valid());
-    EXPECT_FALSE(it.get().getBox().isValid());
-    it.next();
-    EXPECT_FALSE(it.valid());
+    EXPECT_FALSE(idle.valid() || idle.get().valid());
 
-    // An octree without nodes yields nothing; the deepest octree the build makes
-    // is walked in full without outgrowing the fixed stack.
-    const Octree empty;
-    OctreeBBoxIntersectIt none(empty, all);
-    EXPECT_FALSE(none.valid());
-    std::vector<float> steps;
-    float x = 1.0f;
-    for (int i = 0; i < 64; ++i, x = std::nextafter(x, 2.0f))
+    // The deepest tree the build makes is walked in full within the fixed stack.
+    std::vector<float> steps = {0.0f, 0.0f, 0.0f};
+    for (float x = 1.0f; steps.size() < 3 * 65; x = std::nextafter(x, 2.0f))
         steps.insert(steps.end(), {x, 1.0f, 1.0f});
-    steps.insert(steps.end(), {0.0f, 0.0f, 0.0f});
     const Octree deep(65, steps.data(), testsupport::boxOf(steps), true, 1);
     ASSERT_EQ(deep.getMaxDepth(), Octree::maxDepthLimit);
-    const BoundingBox deepAll = deep.getBounds();
-    OctreeBBoxIntersectIt walk(deep, deepAll);
-    EXPECT_EQ(static_cast<int>(yielded(walk).size()), deep.getNumLeaves());
+    const BoundingBox all = deep.getBounds();
+    OctreeBBoxIntersectIt walk(deep, all);
+    EXPECT_EQ(static_cast<int>(testsupport::yielded(walk).size()), deep.getNumLeaves());
 }

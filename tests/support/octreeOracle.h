@@ -1,7 +1,7 @@
 #pragma once
-// Brute-force helpers for the octree and quadtree tests: every leaf collected
-// by a plain recursive walk (independent of the library's iterators), seeded
-// point sets, and box geometry in double precision.
+// Brute-force helpers for the octree and quadtree tests: leaves collected by a
+// plain recursive descent (independent of the library's iterators), the walk a
+// query iterator must follow, seeded points and a set of sample octrees.
 
 #include <ox/Reference.h>
 #include <oxGeom/Octree.h>
@@ -15,79 +15,40 @@
 
 namespace testsupport
 {
-/// Every leaf of the tree reached from the root by descending into each
-/// existing child, in slot order 0..7 depth-first.
-inline void collectLeaves(oxGeom::OctreeIterator node, std::vector<oxGeom::OctreeIterator>& out)
+/// Every leaf below `node`, depth-first, children of each node in `order`
+/// (`slots` = 8 for octrees, 4 for quadtrees).
+template <class Node>
+void collectOrdered(Node node, const int* order, int slots, std::vector<Node>& out)
 {
-    if (!node.valid())
-        return;
     if (node.isLeaf())
-    {
         out.push_back(node);
-        return;
-    }
-    for (int slot = 0; slot < 8; ++slot)
+    for (int k = 0; k < slots && node.valid() && !node.isLeaf(); ++k)
     {
-        oxGeom::OctreeIterator child = node;
-        if (child.descend(slot))
-            collectLeaves(child, out);
+        Node child = node;
+        if (child.descend(order[k]))
+            collectOrdered(child, order, slots, out);
     }
 }
 
+/// All leaves in slot order 0..7 (0..3), the numbering order of the build.
 inline std::vector<oxGeom::OctreeIterator> allLeaves(const oxGeom::Octree& octree)
 {
+    const int order[8] = {0, 1, 2, 3, 4, 5, 6, 7};
     std::vector<oxGeom::OctreeIterator> leaves;
-    collectLeaves(octree.getRoot(), leaves);
+    collectOrdered(octree.getRoot(), order, 8, leaves);
     return leaves;
 }
-
-inline void collectLeaves(oxGeom::QuadtreeIterator node, std::vector<oxGeom::QuadtreeIterator>& out)
-{
-    if (!node.valid())
-        return;
-    if (node.isLeaf())
-    {
-        out.push_back(node);
-        return;
-    }
-    for (int slot = 0; slot < 4; ++slot)
-    {
-        oxGeom::QuadtreeIterator child = node;
-        if (child.descend(slot))
-            collectLeaves(child, out);
-    }
-}
-
 inline std::vector<oxGeom::QuadtreeIterator> allLeaves(const oxGeom::Quadtree& quadtree)
 {
+    const int order[4] = {0, 1, 2, 3};
     std::vector<oxGeom::QuadtreeIterator> leaves;
-    collectLeaves(quadtree.getRoot(), leaves);
+    collectOrdered(quadtree.getRoot(), order, 4, leaves);
     return leaves;
 }
 
-/// Every leaf depth-first with each node's children taken in `order`
-/// (order[0] first): the sequence a query walk must follow, before filtering.
-inline void collectOrdered(oxGeom::OctreeIterator node, const int order[8],
-                           std::vector<oxGeom::OctreeIterator>& out)
-{
-    if (!node.valid())
-        return;
-    if (node.isLeaf())
-    {
-        out.push_back(node);
-        return;
-    }
-    for (int k = 0; k < 8; ++k)
-    {
-        oxGeom::OctreeIterator child = node;
-        if (child.descend(order[k]))
-            collectOrdered(child, order, out);
-    }
-}
-
-/// The leaves, in the depth-first order given by the direction's node
-/// ordering, whose own box passes `test`. Node tests that are monotone (a box
-/// passing implies its parent passes) make this exactly what a query walk yields.
+/// The leaf numbers, depth-first in the node ordering of `direction`, of the
+/// leaves whose own box passes `test`. For monotone tests (a box that passes
+/// has a parent that passes) this is exactly what a query iterator yields.
 template <class Test>
 std::vector<int> expectedWalk(const oxGeom::Octree& octree, const oxLinear::Vector& direction,
                               const Test& test)
@@ -95,7 +56,7 @@ std::vector<int> expectedWalk(const oxGeom::Octree& octree, const oxLinear::Vect
     int order[8];
     oxGeom::Octree::getNodeOrdering(direction, order);
     std::vector<oxGeom::OctreeIterator> leaves;
-    collectOrdered(octree.getRoot(), order, leaves);
+    collectOrdered(octree.getRoot(), order, 8, leaves);
     std::vector<int> numbers;
     for (const oxGeom::OctreeIterator& leaf : leaves)
         if (test(leaf.getBox()))
@@ -103,7 +64,7 @@ std::vector<int> expectedWalk(const oxGeom::Octree& octree, const oxLinear::Vect
     return numbers;
 }
 
-/// Leaf numbers an iterator yields from its current position to its end.
+/// Leaf numbers an iterator yields from where it stands to its end.
 template <class Iterator>
 std::vector<int> yielded(Iterator& it)
 {
@@ -113,23 +74,14 @@ std::vector<int> yielded(Iterator& it)
     return numbers;
 }
 
-/// Leaf numbers of a list of leaves, in list order.
-template <class Leaves>
-std::vector<int> leafNumbers(const Leaves& leaves)
-{
-    std::vector<int> numbers;
-    for (const auto& leaf : leaves)
-        numbers.push_back(leaf.getLeafNumber());
-    return numbers;
-}
-
-/// A uniform float in [low, high) from a fixed generator.
+/// A uniform float in [low, high) from a fixed generator, mapped by hand so
+/// every platform draws the same numbers.
 inline float uniform(std::mt19937& rng, float low, float high)
 {
     return low + (high - low) * static_cast<float>(rng() >> 8) * (1.0f / 16777216.0f);
 }
 
-/// `count` packed points with `dims` coordinates each, uniform in [low, high).
+/// `count` packed points of `dims` coordinates, uniform in [low, high).
 inline std::vector<float> randomPoints(std::uint32_t seed, int count, int dims, float low = 0.0f,
                                        float high = 1.0f)
 {
@@ -140,7 +92,7 @@ inline std::vector<float> randomPoints(std::uint32_t seed, int count, int dims, 
     return points;
 }
 
-/// The box of `count` packed 3-D points.
+/// The box of packed 3-D points.
 inline oxGeom::BoundingBox boxOf(const std::vector<float>& points)
 {
     oxGeom::BoundingBox box;
@@ -149,26 +101,14 @@ inline oxGeom::BoundingBox boxOf(const std::vector<float>& points)
     return box;
 }
 
-/// Volume of a box in double (0 for an empty box).
-inline double volume(const oxGeom::BoundingBox& box)
+/// A box from six doubles (min x, y, z, max x, y, z).
+inline oxGeom::BoundingBox makeBox(double x0, double y0, double z0, double x1, double y1, double z1)
 {
-    if (!box.isValid())
-        return 0.0;
-    double v = 1.0;
-    for (int axis = 0; axis < 3; ++axis)
-        v *= static_cast<double>(box[axis + 3]) - box[axis];
-    return v;
+    const double values[6] = {x0, y0, z0, x1, y1, z1};
+    return oxGeom::BoundingBox(values);
 }
 
-/// True when the point lies in the closed box.
-inline bool inBox(const oxGeom::BoundingBox& box, const float* p)
-{
-    for (int axis = 0; axis < 3; ++axis)
-        if (p[axis] < box[axis] || p[axis] > box[axis + 3])
-            return false;
-    return true;
-}
-/// An octree with a name for failure messages.
+/// Octrees with a name for failure messages.
 struct NamedOctree
 {
     const char* name;
@@ -179,21 +119,23 @@ struct NamedOctree
 /// tiling, a sphere's vertices, a flat grid, and a lone point (root is a leaf).
 inline std::vector<NamedOctree> sampleOctrees()
 {
-    std::vector<NamedOctree> trees;
+    using oxGeom::Octree;
     const std::vector<float> random = randomPoints(7, 2000, 3, -1.0f, 3.0f);
-    trees.push_back({"random", new oxGeom::Octree(2000, random.data(), boxOf(random), true, 8)});
-    trees.push_back(
-        {"random sparse", new oxGeom::Octree(2000, random.data(), boxOf(random), false, 8)});
-    for (const auto& mesh : {fixtures::icosphere(3, 2.0f), fixtures::gridMesh(30, 20)})
+    std::vector<NamedOctree> trees = {
+        {"random", new Octree(2000, random.data(), boxOf(random), true, 8)},
+        {"random sparse", new Octree(2000, random.data(), boxOf(random), false, 8)}};
+    const char* names[2] = {"icosphere", "grid"};
+    const oxGeom::CompactMesh meshes[2] = {fixtures::icosphere(3, 2.0f),
+                                           fixtures::gridMesh(30, 20)};
+    for (int m = 0; m < 2; ++m)
     {
-        const float* v = mesh.getVerticesRaw();
-        const std::vector<float> points(v, v + 3 * mesh.getNumVertices());
-        trees.push_back({mesh.getNumVertices() == 642 ? "icosphere" : "grid",
-                         new oxGeom::Octree(mesh.getNumVertices(), v, boxOf(points), true, 16)});
+        const float* v = meshes[m].getVerticesRaw();
+        const std::vector<float> points(v, v + 3 * meshes[m].getNumVertices());
+        trees.push_back(
+            {names[m], new Octree(meshes[m].getNumVertices(), v, boxOf(points), true, 16)});
     }
     const float lone[3] = {0.5f, 0.5f, 0.5f};
-    trees.push_back(
-        {"root leaf", new oxGeom::Octree(1, lone, oxGeom::BoundingBox(lone, 1.0f), true, 16)});
+    trees.push_back({"root leaf", new Octree(1, lone, oxGeom::BoundingBox(lone, 1.0f), true, 16)});
     return trees;
 }
 }  // namespace testsupport
