@@ -16,6 +16,8 @@ namespace oxGeom
 /// leaf size 16, so that its leaves cover every triangle.
 /// Output: `result`, replaced in one swap by one set per leaf (set k = leaf number k), each
 /// holding the indices of the triangles listed for that leaf in ascending order.
+/// Preconditions: none beyond the mesh and the octree staying unchanged during the call; bad
+/// indices and coordinates are detected (below).
 /// Which triangles are listed: a triangle is tested (closed triangle-box overlap,
 /// `intersects(BoundingBox, a, b, c)`) against every leaf whose box meets its bounding box, and
 /// listed where it overlaps, so one lying on a face shared by two leaves is listed in both.
@@ -26,11 +28,11 @@ namespace oxGeom
 /// lists identical for every thread count.
 /// Empty or degenerate input: an octree with no leaves leaves `result` untouched and prints
 /// nothing. A mesh without triangles gives one empty set per leaf. A triangle with a vertex
-/// index outside the vertex array, or a NaN coordinate, is listed nowhere. Parts of triangles
-/// outside the octree's root box are not listed anywhere.
+/// index outside the vertex array, or with an infinite or NaN coordinate, is listed nowhere.
+/// Parts of triangles outside the octree's root box are not listed anywhere, nor are parts in
+/// cells that an octree built without tiling leaves out.
 /// Threads: runs on oxUtil::ThreadPool::get(), each thread on a contiguous slice of the
-/// triangles; the lists and the printed ratios do not depend on the thread count. The mesh and
-/// the octree must not change during the call.
+/// triangles; the lists and the printed ratios do not depend on the thread count.
 /// Diagnostics: "OctreeTris:  Partitioned %d triangles into %d voxels in %.3f seconds.\n" then
 /// "             (%.2f coherence, %.2f voxels/tri, %.0f tri/sec)\n": coherence is the share of
 /// triangles that took the shortcut, voxels/tri the number of listings per triangle; an empty
@@ -44,8 +46,8 @@ void computeOctreeTris(const CompactMesh& mesh, const Octree& octree, OctreeTris
 /// The same contract as computeOctreeTris with lines in place of triangles: the item's box is
 /// the box of its two end points, the overlap test is the closed segment-box test
 /// `intersects(BoundingBox, p, q)`, `result` receives one set of line indices per leaf, and a
-/// line with an end point index outside the vertex array is listed nowhere. Line strips are
-/// ignored.
+/// line with an end point index outside the vertex array, or with an infinite or NaN
+/// coordinate, is listed nowhere. Line strips are ignored.
 /// Diagnostics: "OctreeLines:  Partitioned %d lines into %d voxels in %.3f seconds.\n" then
 /// "             (%.2f coherence, %.2f duplication, %.0f tri/sec)\n" (the rate counts lines).
 /// Cost: O(lines * (walk depth + leaves touched)).

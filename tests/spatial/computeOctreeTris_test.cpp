@@ -14,7 +14,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdio>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -222,10 +224,15 @@ TEST(computeOctreeTris, zeroLeavesEmptyMeshAndBadIndices)
     EXPECT_EQ(tris.getData().getNumSets(), 8);
     EXPECT_EQ(tris.getData().getTotalSize(), 0);
 
-    // Triangles with an index outside the vertex array are listed nowhere.
-    const CompactMesh bad =
-        triangleMesh({{{0.2f, 0.2f, 0.2f}}, {{0.8f, 0.2f, 0.2f}}, {{0.2f, 0.8f, 0.2f}}},
-                     {0, 1, 2, 0, 1, 3, -1, 0, 1, 2, 1, 0});
+    // Triangles with an index outside the vertex array or a corner that is not finite are
+    // listed nowhere, even (1, 4, 2), whose finite corners lie in the cell just visited.
+    const float inf = std::numeric_limits<float>::infinity();
+    const CompactMesh bad = triangleMesh({{{0.2f, 0.2f, 0.2f}},
+                                          {{0.8f, 0.2f, 0.2f}},
+                                          {{0.2f, 0.8f, 0.2f}},
+                                          {{inf, 0.5f, 0.5f}},
+                                          {{0.5f, std::nanf(""), 0.5f}}},
+                                         {0, 1, 2, 0, 1, 5, -1, 0, 1, 2, 1, 0, 1, 4, 2, 0, 1, 3});
     partition(bad, octree, tris);
     EXPECT_EQ(listOf(tris, testsupport::leafOfSlot(octree, 0)), (std::vector<int>{0, 3}));
     EXPECT_EQ(tris.getData().getTotalSize(), 2);
