@@ -124,8 +124,9 @@ public:
     /// the box of the points; if that is empty too (no points), the tree has no
     /// nodes and zero leaves. A negative count or a null `points` counts as no
     /// points; the root is then a single empty leaf over `bounds`.
-    /// Cost: O(numPoints * depth) time, about 4 bytes per point plus 36 bytes
-    /// per interior node of memory; single-threaded.
+    /// Cost: O(numPoints * depth) time; 32 bytes per point of scratch memory
+    /// during the build, then 4 bytes per point and 36 per interior node;
+    /// single-threaded.
     Octree(int numPoints, const float* points, const BoundingBox& bounds, bool tileBounds,
            int leafSize);
 

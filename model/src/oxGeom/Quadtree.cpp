@@ -1,10 +1,12 @@
-// Quadtree construction: the planar twin of the octree build. One packed array
-// of (x, y, index) records is partitioned in place node by node (a four-way
-// American flag pass), depth-first, so leaf ranges come out consecutive.
+// Quadtree construction: the planar twin of the octree build, a depth-first
+// radix sort by quadrant. Each node counts its (x, y, index) records per child
+// and scatters them into a second buffer; the buffers swap roles level by level,
+// and leaves come out numbered depth-first with consecutive ranges.
 
 #include "oxGeom/Quadtree.h"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 namespace oxGeom
@@ -47,31 +49,6 @@ bool canSplit(const BoundingBox& box)
     return false;
 }
 
-void partitionBySlot(BuildPoint2* points, int begin, const int counts[4], const float split[2])
-{
-    int next[4];
-    int end[4];
-    int position = begin;
-    for (int slot = 0; slot < 4; ++slot)
-    {
-        next[slot] = position;
-        position += counts[slot];
-        end[slot] = position;
-    }
-    for (int slot = 0; slot < 4; ++slot)
-        while (next[slot] < end[slot])
-        {
-            BuildPoint2 carried = points[next[slot]];
-            int target = childSlot(carried, split);
-            while (target != slot)
-            {
-                std::swap(carried, points[next[target]++]);
-                target = childSlot(carried, split);
-            }
-            points[next[slot]++] = carried;
-        }
-}
-
 /// The x, y extent of `box` grown to a square about its centre, z set to 0.
 /// The old sides are kept as bounds so rounding never cuts the original box.
 BoundingBox squareOf(const BoundingBox& box)
@@ -98,8 +75,13 @@ bool valid2D(const BoundingBox& box)
 class Quadtree::Builder
 {
 public:
-    Builder(Quadtree& tree, BuildPoint2* points, bool tileBounds, int leafSize)
-        : m_tree(tree), m_points(points), m_tileBounds(tileBounds), m_leafSize(leafSize)
+    Builder(Quadtree& tree, BuildPoint2* points, BuildPoint2* scratch, bool tileBounds,
+            int leafSize)
+        : m_tree(tree),
+          m_points(points),
+          m_scratch(scratch),
+          m_tileBounds(tileBounds),
+          m_leafSize(leafSize)
     {
     }
 
@@ -122,7 +104,12 @@ public:
                 makeLeaf(node, begin, end, depth);
                 return;
             }
-        partitionBySlot(m_points, begin, counts, split);
+        int next[4];
+        for (int slot = 0, position = begin; slot < 4; position += counts[slot++])
+            next[slot] = position;
+        for (int i = begin; i < end; ++i)
+            m_scratch[next[childSlot(m_points[i], split)]++] = m_points[i];
+        std::swap(m_points, m_scratch);
 
         const int firstChild = static_cast<int>(m_tree.m_nodes.size());
         m_tree.m_nodes.resize(m_tree.m_nodes.size() + 4, absentNode);
@@ -135,6 +122,7 @@ public:
                 build(firstChild + slot, childBox(box, slot), childBegin, childEnd, depth + 1);
             childBegin = childEnd;
         }
+        std::swap(m_points, m_scratch);
     }
 
 private:
@@ -149,7 +137,8 @@ private:
     }
 
     Quadtree& m_tree;
-    BuildPoint2* m_points;
+    BuildPoint2* m_points;   // the records of the node being built
+    BuildPoint2* m_scratch;  // where its children's records go
     bool m_tileBounds;
     int m_leafSize;
 };
@@ -181,9 +170,11 @@ Quadtree::Quadtree(int numPoints, const float* points, const BoundingBox& bounds
         const float* p = points + 2 * static_cast<std::size_t>(i);
         records[static_cast<std::size_t>(i)] = BuildPoint2{{p[0], p[1]}, i};
     }
+    // Left uninitialised: the scatter writes every record before it is read.
+    std::unique_ptr<BuildPoint2[]> scratch(new BuildPoint2[records.size()]);
     m_pointIndices.resize(static_cast<std::size_t>(numPoints));
     m_nodes.push_back(absentNode);
-    Builder(*this, records.data(), tileBounds, leafSize < 1 ? 1 : leafSize)
+    Builder(*this, records.data(), scratch.get(), tileBounds, leafSize < 1 ? 1 : leafSize)
         .build(0, m_rootBox, 0, numPoints, 0);
     m_numLeaves = static_cast<int>(m_leafStart.size());
     m_leafStart.push_back(numPoints);
