@@ -7,6 +7,7 @@
 
 #include "oxGeom/Octree.h"
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 #include <utility>
@@ -78,35 +79,58 @@ public:
     void build(int node, const BoundingBox& box, int begin, int end, int depth)
     {
         ++m_tree.m_numNodes;
-        const int count = end - begin;
-        if (count <= m_leafSize || depth >= maxDepthLimit || !canSplit(box))
+        float split[3];
+        int counts[8];
+        if (!splits(box, begin, end, depth, split, counts))
         {
             makeLeaf(node, begin, end, depth);
             return;
         }
-        float split[3];
+        // The other buffer then holds this node's records grouped by child for
+        // the whole subtree; swap back afterwards.
+        scatter(begin, end, split, counts);
+        std::swap(m_points, m_scratch);
+        buildChildren(node, box, begin, depth, counts);
+        std::swap(m_points, m_scratch);
+    }
+
+private:
+    /// The subdivision rule. A node stays a leaf when it holds at most leafSize
+    /// points, sits at maxDepthLimit, has a box that no split can shrink in
+    /// float precision, or holds only equal points (then no number of splits
+    /// would separate them). Otherwise its box is halved on all three axes;
+    /// `split` and the per-child `counts` are filled for the scatter.
+    bool splits(const BoundingBox& box, int begin, int end, int depth, float split[3],
+                int counts[8]) const
+    {
+        const int count = end - begin;
+        if (count <= m_leafSize || depth >= maxDepthLimit || !canSplit(box))
+            return false;
         for (int axis = 0; axis < 3; ++axis)
             split[axis] = splitValue(box[axis], box[axis + 3]);
-        int counts[8] = {0, 0, 0, 0, 0, 0, 0, 0};
+        std::fill(counts, counts + 8, 0);
         for (int i = begin; i < end; ++i)
             ++counts[childSlot(m_points[i], split)];
-        // Points that all land in one child may all be equal; then no number of
-        // splits separates them and the node stays a leaf, however full.
+        // Equal points always share a child, so only then is the scan needed.
         for (int slot = 0; slot < 8; ++slot)
             if (counts[slot] == count && allEqual(m_points, begin, end))
-            {
-                makeLeaf(node, begin, end, depth);
-                return;
-            }
-        // Scatter into the other buffer, which then holds this node's records
-        // grouped by child for the whole subtree; swap back afterwards.
+                return false;
+        return true;
+    }
+
+    void scatter(int begin, int end, const float split[3], const int counts[8])
+    {
         int next[8];
         for (int slot = 0, position = begin; slot < 8; position += counts[slot++])
             next[slot] = position;
         for (int i = begin; i < end; ++i)
             m_scratch[next[childSlot(m_points[i], split)]++] = m_points[i];
-        std::swap(m_points, m_scratch);
+    }
 
+    /// Allocates the eight child slots together and builds the children in
+    /// slot order; empty ones become empty leaves, or stay absent without tiling.
+    void buildChildren(int node, const BoundingBox& box, int begin, int depth, const int counts[8])
+    {
         const int firstChild = static_cast<int>(m_tree.m_nodes.size());
         m_tree.m_nodes.resize(m_tree.m_nodes.size() + 8, absentNode);
         m_tree.m_nodes[static_cast<std::size_t>(node)] = firstChild;
@@ -118,10 +142,8 @@ public:
                 build(firstChild + slot, childBox(box, slot), childBegin, childEnd, depth + 1);
             childBegin = childEnd;
         }
-        std::swap(m_points, m_scratch);
     }
 
-private:
     void makeLeaf(int node, int begin, int end, int depth)
     {
         const int leaf = static_cast<int>(m_tree.m_leafStart.size());

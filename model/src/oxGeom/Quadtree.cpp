@@ -88,29 +88,51 @@ public:
     void build(int node, const BoundingBox& box, int begin, int end, int depth)
     {
         ++m_tree.m_numNodes;
-        const int count = end - begin;
-        if (count <= m_leafSize || depth >= maxDepthLimit || !canSplit(box))
+        float split[2];
+        int counts[4];
+        if (!splits(box, begin, end, depth, split, counts))
         {
             makeLeaf(node, begin, end, depth);
             return;
         }
-        const float split[2] = {splitOf(box[0], box[3]), splitOf(box[1], box[4])};
-        int counts[4] = {0, 0, 0, 0};
+        scatter(begin, end, split, counts);
+        std::swap(m_points, m_scratch);
+        buildChildren(node, box, begin, depth, counts);
+        std::swap(m_points, m_scratch);
+    }
+
+private:
+    /// The subdivision rule, as for the octree: a leaf at most leafSize points,
+    /// at maxDepthLimit, with an unsplittable box or only equal points; else
+    /// the square is halved on both axes.
+    bool splits(const BoundingBox& box, int begin, int end, int depth, float split[2],
+                int counts[4]) const
+    {
+        const int count = end - begin;
+        if (count <= m_leafSize || depth >= maxDepthLimit || !canSplit(box))
+            return false;
+        split[0] = splitOf(box[0], box[3]);
+        split[1] = splitOf(box[1], box[4]);
+        std::fill(counts, counts + 4, 0);
         for (int i = begin; i < end; ++i)
             ++counts[childSlot(m_points[i], split)];
         for (int slot = 0; slot < 4; ++slot)
             if (counts[slot] == count && allEqual(m_points, begin, end))
-            {
-                makeLeaf(node, begin, end, depth);
-                return;
-            }
+                return false;
+        return true;
+    }
+
+    void scatter(int begin, int end, const float split[2], const int counts[4])
+    {
         int next[4];
         for (int slot = 0, position = begin; slot < 4; position += counts[slot++])
             next[slot] = position;
         for (int i = begin; i < end; ++i)
             m_scratch[next[childSlot(m_points[i], split)]++] = m_points[i];
-        std::swap(m_points, m_scratch);
+    }
 
+    void buildChildren(int node, const BoundingBox& box, int begin, int depth, const int counts[4])
+    {
         const int firstChild = static_cast<int>(m_tree.m_nodes.size());
         m_tree.m_nodes.resize(m_tree.m_nodes.size() + 4, absentNode);
         m_tree.m_nodes[static_cast<std::size_t>(node)] = firstChild;
@@ -122,10 +144,8 @@ public:
                 build(firstChild + slot, childBox(box, slot), childBegin, childEnd, depth + 1);
             childBegin = childEnd;
         }
-        std::swap(m_points, m_scratch);
     }
 
-private:
     void makeLeaf(int node, int begin, int end, int depth)
     {
         const int leaf = static_cast<int>(m_tree.m_leafStart.size());
