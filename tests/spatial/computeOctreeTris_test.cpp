@@ -1,6 +1,6 @@
-// computeOctreeTris: per-leaf lists against a clipping oracle over every leaf; identical lists
-// and statistics for every thread count; the shortcut through the last visited leaf and its
-// restarts; zero leaves, empty meshes and bad indices; the exact statistics lines.
+// computeOctreeTris: lists against a clipping oracle over every leaf; the same lists and
+// statistics as a plain serial partition for every thread count; the last-leaf shortcut and its
+// restarts; zero leaves, no triangles and bad input; the exact statistics lines.
 
 #include <oxGeom/computeOctreeTris.h>
 
@@ -16,7 +16,6 @@
 
 #include <cmath>
 #include <cstdio>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -39,7 +38,7 @@ CompactMesh triangleMesh(const std::vector<oxGeom::MeshVertex>& vertices,
     return mesh;
 }
 
-// The partition of `mesh` with the statistics text it printed, timings masked.
+// Partitions and returns the statistics text, timings masked.
 std::string partition(const CompactMesh& mesh, const oxGeom::Octree& octree,
                       oxGeom::OctreeTris& tris)
 {
@@ -48,9 +47,9 @@ std::string partition(const CompactMesh& mesh, const oxGeom::Octree& octree,
     return testsupport::maskPartitionTimes(capture.text());
 }
 
-// The partition written plainly: one pass in triangle order with the public box iterator and
-// overlap test, the last-leaf shortcut, and its restart every 1024 triangles. `ratios` receives
-// the start of the statistics line's second half.
+// The partition written plainly: one serial pass with the public box iterator and overlap test,
+// the last-leaf shortcut and its restart every 1024 triangles. `ratios` receives the start of
+// the statistics line's second half.
 oxGeom::ArrayOfSets plainPartition(const CompactMesh& mesh, const oxGeom::Octree& octree,
                                    std::string& ratios)
 {
@@ -64,8 +63,7 @@ oxGeom::ArrayOfSets plainPartition(const CompactMesh& mesh, const oxGeom::Octree
         const oxGeom::MeshTriangle& t = mesh.getTriangles()[i];
         oxGeom::BoundingBox box;
         oxGeom::meshTriBoundingBox(v, t, box);
-        if (i % 1024 == 0)
-            cached = oxGeom::OctreeIterator();
+        cached = i % 1024 == 0 ? oxGeom::OctreeIterator() : cached;
         const bool shortcut = cached.getBox().contains(box);
         hits += shortcut;
         if (shortcut)
@@ -98,34 +96,32 @@ TEST(computeOctreeTris, listsMatchClippingOracleOnSoupSphereAndHeightField)
     CompactMesh heightField = fixtures::gridMesh(24, 16);
     for (int i = 0; i < heightField.getNumVertices(); ++i)
         heightField.getVertices()[i][2] = 0.25f * float((3 * i) % 7);
-    const CompactMesh meshes[] = {fixtures::randomMesh(11, 300, 400), fixtures::icosphere(3, 1.0f),
-                                  heightField};
-    for (const CompactMesh& mesh : meshes)
+    for (const CompactMesh& mesh :
+         {fixtures::randomMesh(11, 300, 400), fixtures::icosphere(3, 1.0f), heightField})
     {
         const oxGeom::Octree octree = meshOctree(mesh);
         oxGeom::OctreeTris tris;
         oxGeom::computeOctreeTris(mesh, octree, tris);
-        const oxGeom::MeshVertex* v = mesh.getVertices();
+        EXPECT_EQ(tris.getData().getNumSets(), octree.getNumLeaves());
         const int decided = testsupport::expectListsMatchOracle(
-            octree, tris.getData(), mesh.getNumTriangles(),
+            octree.getRoot(), tris.getData(), mesh.getNumTriangles(),
             [&](int i)
             {
                 const oxGeom::MeshTriangle& t = mesh.getTriangles()[i];
+                const oxGeom::MeshVertex* v = mesh.getVertices();
                 return std::vector<const float*>{v[t[0]].v, v[t[1]].v, v[t[2]].v};
-            },
-            1e-5);
+            });
         EXPECT_GT(decided, octree.getNumLeaves() * mesh.getNumTriangles() / 2);
-        EXPECT_GE(tris.getData().getTotalSize(), mesh.getNumTriangles());
     }
 }
 
 TEST(computeOctreeTris, sameAsPlainSerialPartitionForEveryThreadCount)
 {
     // The flat grid lies on the face between two layers of leaves, where the shortcut and the
-    // walk list a triangle differently: any dependence on where a thread's slice begins, or a
-    // walk that visits leaves in another order than the box iterator, shows. Octrees without
-    // tiling leave out empty cells: the soup's long triangles cross them, and the last octree,
-    // over the lower half of the grid's vertices only, has no cells at all over the upper half.
+    // walk list a triangle differently, so a dependence on where a thread's slice begins, or a
+    // walk in another order than the box iterator's, shows. The octrees without tiling leave
+    // out empty cells: the soup's long triangles cross them, and the last octree, built over
+    // the lower half of the grid's vertices, has none over the upper half.
     const CompactMesh grid = fixtures::gridMesh(40, 40), sphere = fixtures::icosphere(3, 1.0f),
                       soup = fixtures::randomMesh(3, 1000, 1500);
     oxGeom::BoundingBox gridBounds;
@@ -157,13 +153,8 @@ TEST(computeOctreeTris, sameAsPlainSerialPartitionForEveryThreadCount)
 TEST(computeOctreeTris, cachedLeafTakesContainedTrianglesAloneAndRestartsPerBlock)
 {
     const oxGeom::Octree octree = testsupport::eightCells();
-    int slotLeaf[8];
-    for (int slot = 0; slot < 8; ++slot)
-        slotLeaf[slot] = testsupport::leafOfSlot(octree, slot);
-
-    // Triangle 0 touches the cells of slots 1 and 2 at its corners; its walk (cells in +x
-    // order: slots 0, 2, 1, 3) ends on slot 3, which it misses. Triangle 1 lies inside slot 3's
-    // cell, so it takes that cell without a walk.
+    // t0 touches the cells of slots 1 and 2 at corners; its walk (slots 0, 2, 1, 3 in +x order)
+    // ends on slot 3, which it misses. t1 lies inside slot 3's cell and takes it without a walk.
     //      y=1 +-----+-----+
     //          |2 \  |3 t1 |   t0: (0.5, 0.5) (1, 0.5) (0.5, 1), z = 0.5
     //      0.5 |  t0\|     |   t1: inside (1, 2) x (1, 2), z = 0.2
@@ -179,36 +170,33 @@ TEST(computeOctreeTris, cachedLeafTakesContainedTrianglesAloneAndRestartsPerBloc
     EXPECT_EQ(partition(pair, octree, tris),
               "OctreeTris:  Partitioned 2 triangles into 8 voxels in # seconds.\n"
               "             (0.50 coherence, 2.00 voxels/tri, # tri/sec)\n");
-    for (int slot : {0, 1, 2})
-        EXPECT_EQ(listOf(tris, slotLeaf[slot]), std::vector<int>{0}) << slot;
-    EXPECT_EQ(listOf(tris, slotLeaf[3]), std::vector<int>{1});
+    for (int slot = 0; slot < 4; ++slot)
+        EXPECT_EQ(listOf(tris, testsupport::leafOfSlot(octree, slot)),
+                  std::vector<int>{slot < 3 ? 0 : 1});
 
-    // 3000 copies of a triangle on the face x = 1 between slots 0 and 1. A walk lists it in
-    // both and ends on slot 1; the copies after it fit in slot 1's box and take it alone,
-    // except at every 1024th triangle, where the remembered cell is forgotten.
-    std::vector<int> copies;
+    // Copies of a triangle on the face x = 1 between slots 0 and 1: a walk lists it in both and
+    // ends on slot 1, whose box then holds the next copies, except where every 1024th triangle
+    // has forgotten the leaf.
+    std::vector<int> copies(9000, 0), all(3000);
     for (int i = 0; i < 3000; ++i)
-        copies.insert(copies.end(), {0, 1, 2});
+        copies[3 * i + 1] = 1, copies[3 * i + 2] = 2, all[i] = i;
     const CompactMesh onFace =
         triangleMesh({{{1, 0.25f, 0.25f}}, {{1, 0.75f, 0.25f}}, {{1, 0.25f, 0.75f}}}, copies);
-    std::vector<int> all(3000);
-    for (int i = 0; i < 3000; ++i)
-        all[i] = i;
     for (int threads : testsupport::threadCounts)
     {
         testsupport::PoolThreads pool(threads);
         EXPECT_EQ(partition(onFace, octree, tris),
                   "OctreeTris:  Partitioned 3000 triangles into 8 voxels in # seconds.\n"
                   "             (1.00 coherence, 1.00 voxels/tri, # tri/sec)\n");
-        EXPECT_EQ(listOf(tris, slotLeaf[0]), (std::vector<int>{0, 1024, 2048})) << threads;
-        EXPECT_EQ(listOf(tris, slotLeaf[1]), all) << threads;
-        EXPECT_EQ(tris.getData().getTotalSize(), 3003) << threads;
+        EXPECT_EQ(listOf(tris, testsupport::leafOfSlot(octree, 0)),
+                  (std::vector<int>{0, 1024, 2048}));
+        EXPECT_EQ(listOf(tris, testsupport::leafOfSlot(octree, 1)), all);
+        EXPECT_EQ(tris.getData().getTotalSize(), 3003);
     }
 }
 
 TEST(computeOctreeTris, zeroLeavesEmptyMeshAndBadIndices)
 {
-    // No leaves: the result keeps its old lists and nothing is printed.
     oxGeom::ArrayOfSets old;
     const int oldPair[2] = {1, 5};
     old.assignFromPairs(2, 1, oldPair);
@@ -216,7 +204,6 @@ TEST(computeOctreeTris, zeroLeavesEmptyMeshAndBadIndices)
     EXPECT_EQ(partition(fixtures::cube(), oxGeom::Octree(), tris), "");
     EXPECT_EQ(listOf(tris, 1), std::vector<int>{5});
 
-    // No triangles: one empty list per leaf and not-a-number ratios.
     const oxGeom::Octree octree = testsupport::eightCells();
     EXPECT_EQ(partition(fixtures::emptyMesh(), octree, tris),
               "OctreeTris:  Partitioned 0 triangles into 8 voxels in # seconds.\n"
@@ -224,14 +211,13 @@ TEST(computeOctreeTris, zeroLeavesEmptyMeshAndBadIndices)
     EXPECT_EQ(tris.getData().getNumSets(), 8);
     EXPECT_EQ(tris.getData().getTotalSize(), 0);
 
-    // Triangles with an index outside the vertex array or a corner that is not finite are
-    // listed nowhere, even (1, 4, 2), whose finite corners lie in the cell just visited.
-    const float inf = std::numeric_limits<float>::infinity();
+    // Bad indices and corners that are not finite are listed nowhere, even (1, 4, 2), whose
+    // finite corners lie in the cell just visited.
     const CompactMesh bad = triangleMesh({{{0.2f, 0.2f, 0.2f}},
                                           {{0.8f, 0.2f, 0.2f}},
                                           {{0.2f, 0.8f, 0.2f}},
-                                          {{inf, 0.5f, 0.5f}},
-                                          {{0.5f, std::nanf(""), 0.5f}}},
+                                          {{INFINITY, 0, 0}},
+                                          {{0.5f, NAN, 0.5f}}},
                                          {0, 1, 2, 0, 1, 5, -1, 0, 1, 2, 1, 0, 1, 4, 2, 0, 1, 3});
     partition(bad, octree, tris);
     EXPECT_EQ(listOf(tris, testsupport::leafOfSlot(octree, 0)), (std::vector<int>{0, 3}));
