@@ -83,7 +83,8 @@ bool getSharedEdgeAdjacentTriangle(const int& tri, int edge, const MeshTriangle*
 /// vertices gives the empty table.
 /// Thread safety: runs on the calling thread; reads `mesh` and `adj`, writes only `result`.
 /// Diagnostics: "MeshAdjVertices: %d vertices, %d triangles: %f s" (V, T, seconds).
-/// Cost: O(sum of valences) time, one pass over the adjacency lists; scratch of V ints for
-/// the stamps and, while building, a second copy of the records.
+/// Cost: O(sum of valences) time, one pass over the adjacency lists; V ints of stamps while
+/// building. The records' allocation may exceed their size by up to an eighth (spare room
+/// left from building, like a vector's capacity; getDataSize() is the records' size).
 void meshAdjVertices(const CompactMesh& mesh, const MeshAdjTris& adj, MeshAdjVertices& result);
 }  // namespace oxGeom

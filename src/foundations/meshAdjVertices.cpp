@@ -1,8 +1,8 @@
 // Distinct neighbour vertices of every vertex, gathered from the vertex -> triangle table.
 // Duplicates are filtered with a stamp per vertex instead of a per-vertex set: a new query
 // only bumps the stamp, and the marks are cleared only when the stamp wraps. The records are
-// gathered in one pass into a scratch buffer and then copied into an exact allocation: the
-// copy streams, where a second gathering pass would repeat every scattered read.
+// gathered in one pass into a buffer sized for a manifold mesh, growing only for soups, rather
+// than counted in a first pass and gathered again in a second.
 
 #include <oxGeom/meshAdjacency.h>
 
@@ -36,7 +36,8 @@ public:
             m_stamp = 1;
         }
     }
-    // Marks v and returns whether it was unseen in this query.
+    // Marks v and returns whether it was unseen in this query. (A branch-free form that stores
+    // every mark measured slower: the stores stall the reads of the next corners.)
     bool markNew(int v)
     {
         if (m_marks[v] == m_stamp)
@@ -69,12 +70,11 @@ struct NeighbourSource
     }
 };
 
-// Visits v's neighbours in first-occurrence order (adjacency order, then corner order),
-// calling emit(n) once per distinct neighbour; returns their number. A table built from the
-// mesh names only triangles with corners in range; the two range tests (always true then, so
-// nearly free) keep a stale or foreign table from reading past the arrays.
-template <class Emit>
-int forEachNeighbour(int v, const NeighbourSource& source, VertexStamps& stamps, Emit emit)
+// Writes v's distinct neighbours to `out` in first-occurrence order (adjacency order, then
+// corner order) and returns their number. A table built from the mesh names only triangles
+// with corners in range; the two range tests (always true then, so nearly free) keep a stale
+// or foreign table from reading past the arrays.
+int gatherNeighbours(int v, const NeighbourSource& source, VertexStamps& stamps, int* out)
 {
     stamps.newQuery();
     stamps.markNew(v);
@@ -90,14 +90,12 @@ int forEachNeighbour(int v, const NeighbourSource& source, VertexStamps& stamps,
         {
             const int n = triangle[k];
             if (source.isVertex(n) && stamps.markNew(n))
-            {
-                emit(n);
-                ++count;
-            }
+                out[count++] = n;
         }
     }
     return count;
 }
+
 // The records of all vertices in vertex order, in a buffer that grows when a record might not
 // fit. The first size is what a manifold mesh needs (its valences add up to about 3T), so
 // that growing is left to non-manifold soups.
@@ -121,9 +119,15 @@ public:
     void commit(std::size_t length) { m_size += length; }
     std::size_t size() const { return m_size; }
 
-    // The records in an allocation of exactly their size, as the table takes it over.
-    int* releaseExact()
+    // The records, for the table to take over. When at most an eighth of the buffer is unused
+    // (as for any manifold mesh) the buffer itself is handed over: the table's size is that of
+    // its records, and the spare tail is not worth a second allocation and a copy of every
+    // record, which cost as much as the gathering. Otherwise the records move to an exact
+    // allocation.
+    int* release()
     {
+        if (m_capacity - m_size <= m_size / 8)
+            return m_data.release();
         int* exact = new int[m_size];
         std::memcpy(exact, m_data.get(), sizeof(int) * m_size);
         m_data.reset();
@@ -164,14 +168,13 @@ void meshAdjVertices(const CompactMesh& mesh, const MeshAdjTris& adj, MeshAdjVer
             // A triangle adds at most its two other corners (three, should a stale table list a
             // triangle without v).
             int* record = records.reserve(1 + 3 * static_cast<std::size_t>(adj.numTris(v)));
-            int* out = record + 1;
-            const int count = forEachNeighbour(v, source, stamps, [&out](int n) { *out++ = n; });
+            const int count = gatherNeighbours(v, source, stamps, record + 1);
             *record = count;
             starts[v] = static_cast<int>(records.size());
             records.commit(1 + static_cast<std::size_t>(count));
             maxValence = std::max(maxValence, count);
         }
-        MeshAdjVertices table(numVertices, maxValence, starts.release(), records.releaseExact());
+        MeshAdjVertices table(numVertices, maxValence, starts.release(), records.release());
         built.swap(table);
     }
     result.swap(built);
