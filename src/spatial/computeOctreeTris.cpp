@@ -4,11 +4,11 @@
 
 #include <oxGeom/computeOctreeTris.h>
 
-#include <oxGeom/boxOverlap.h>
 #include <oxGeom/debugChannel.h>
 #include <oxOS/StopWatch.h>
 #include <oxUtil/ThreadPool.h>
 
+#include "boxOverlapKernels.h"
 #include "octreePartition.h"
 
 namespace oxGeom
@@ -39,16 +39,15 @@ public:
             static_cast<unsigned>(t[2]) >= m_numVertices)
             return false;
         const float* corners[3] = {m_vertices[t[0]].v, m_vertices[t[1]].v, m_vertices[t[2]].v};
-        if (!detail::allFinite(corners, 3))
-            return false;
-        detail::boxOfPoints(corners, 3, box);
-        return true;
+        return detail::boxOfFinitePoints(corners, 3, box);
     }
 
+    // Leaf boxes are valid and box(i) has found the corners finite: the kernel needs no checks.
     bool overlaps(int i, const BoundingBox& leafBox) const
     {
         const MeshTriangle& t = m_triangles[i];
-        return intersects(leafBox, m_vertices[t[0]].v, m_vertices[t[1]].v, m_vertices[t[2]].v);
+        return detail::triangleMeetsBox(leafBox.m_box, m_vertices[t[0]].v, m_vertices[t[1]].v,
+                                        m_vertices[t[2]].v);
     }
 
 private:

@@ -4,11 +4,11 @@
 
 #include <oxGeom/computeOctreeTris.h>
 
-#include <oxGeom/boxOverlap.h>
 #include <oxGeom/debugChannel.h>
 #include <oxOS/StopWatch.h>
 #include <oxUtil/ThreadPool.h>
 
+#include "boxOverlapKernels.h"
 #include "octreePartition.h"
 
 namespace oxGeom
@@ -38,16 +38,14 @@ public:
             static_cast<unsigned>(line[1]) >= m_numVertices)
             return false;
         const float* ends[2] = {m_vertices[line[0]].v, m_vertices[line[1]].v};
-        if (!detail::allFinite(ends, 2))
-            return false;
-        detail::boxOfPoints(ends, 2, box);
-        return true;
+        return detail::boxOfFinitePoints(ends, 2, box);
     }
 
+    // Leaf boxes are valid and box(i) has found the corners finite: the kernel needs no checks.
     bool overlaps(int i, const BoundingBox& leafBox) const
     {
         const MeshLine& line = m_lines[i];
-        return intersects(leafBox, m_vertices[line[0]].v, m_vertices[line[1]].v);
+        return detail::segmentMeetsBox(leafBox.m_box, m_vertices[line[0]].v, m_vertices[line[1]].v);
     }
 
 private:

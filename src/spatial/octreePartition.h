@@ -45,27 +45,25 @@ inline double printedCount(std::int64_t count)
     return static_cast<double>(static_cast<float>(count));
 }
 
-/// True when every coordinate of the points is finite (x - x is 0 only for finite x).
-inline bool allFinite(const float* const* points, int numPoints)
+/// The box of the points (the first point, widened by the others) and whether every coordinate
+/// is finite (x - x is 0 only for finite x).
+inline bool boxOfFinitePoints(const float* const* points, int numPoints, float box[6])
 {
     float zero = 0.0f;
-    for (int p = 0; p < numPoints; ++p)
-        for (int k = 0; k < 3; ++k)
-            zero += points[p][k] - points[p][k];
-    return zero == 0.0f;
-}
-
-/// The box of the points: the first point, widened by the others.
-inline void boxOfPoints(const float* const* points, int numPoints, float box[6])
-{
     for (int k = 0; k < 3; ++k)
+    {
         box[k] = box[k + 3] = points[0][k];
+        zero += points[0][k] - points[0][k];
+    }
     for (int p = 1; p < numPoints; ++p)
         for (int k = 0; k < 3; ++k)
         {
-            box[k] = points[p][k] < box[k] ? points[p][k] : box[k];
-            box[k + 3] = points[p][k] > box[k + 3] ? points[p][k] : box[k + 3];
+            const float x = points[p][k];
+            box[k] = x < box[k] ? x : box[k];
+            box[k + 3] = x > box[k + 3] ? x : box[k + 3];
+            zero += x - x;
         }
+    return zero == 0.0f;
 }
 
 /// The leaves of an octree whose boxes meet a query box, in exactly the order in which
@@ -94,9 +92,14 @@ public:
         for (unsigned slots = 0; slots < 256; ++slots)
         {
             m_positionsOfSlots[slots] = 0;
+            m_highestBit[slots] = 0;
             for (int k = 0; k < 8; ++k)
+            {
                 if (slots >> m_order[k] & 1)
                     m_positionsOfSlots[slots] |= static_cast<std::uint8_t>(1u << k);
+                if (slots >> k & 1)
+                    m_highestBit[slots] = static_cast<std::uint8_t>(k);
+            }
         }
         m_path[0] = {m_root.getBox(), m_root.getNodeIndex()};
     }
@@ -181,7 +184,7 @@ private:
         bool found = false;
         while (positions != 0)
         {
-            const int k = highestBit(positions);
+            const int k = m_highestBit[positions];
             positions &= ~(1u << k);
             const int slot = m_order[k];
             const int child = firstChild + slot;
@@ -201,15 +204,6 @@ private:
         return found;
     }
 
-    // Index of the highest set bit of a non-zero byte.
-    static int highestBit(unsigned bits)
-    {
-        int k = 0;
-        while (bits >> (k + 1))
-            ++k;
-        return k;
-    }
-
     // Child slots whose box is the upper half along each axis: slot bit 0 is x, 1 y, 2 z.
     static constexpr unsigned upperSlots[3] = {0xAA, 0xCC, 0xF0};
 
@@ -220,12 +214,13 @@ private:
     int m_pathSize = 1;
     int m_order[8];
     std::uint8_t m_positionsOfSlots[256];  // slot mask -> mask of positions k in m_order
+    std::uint8_t m_highestBit[256];        // byte -> index of its highest set bit
 };
 
 /// The threaded partition over `Items`, which provides
 ///     int count() const;
 ///     bool box(int i, float box[6]) const;  // false: item i is listed nowhere
-///     bool overlaps(int i, const BoundingBox& leafBox) const;
+///     bool overlaps(int i, const BoundingBox& leafBox) const;  // only after box(i) was true
 /// Every thread reads only the octree and the items and writes only its own slot.
 template <class Items>
 class OctreePartitionAlg : public oxUtil::ThreadedAlg
@@ -325,10 +320,12 @@ private:
             m_walk.walk(box,
                         [&](int leaf, const BoundingBox& leafBox)
                         {
-                            m_cachedLeaf = leaf;
-                            m_cachedBox = leafBox;
                             if (pairs && m_items.overlaps(i, leafBox))
                                 pairs->push_back({leaf, i});
+                            // Copied after the test, when the walk's writes to the box have
+                            // settled: copying it at once stalls on them.
+                            m_cachedLeaf = leaf;
+                            m_cachedBox = leafBox;
                         });
             return 0;
         }
