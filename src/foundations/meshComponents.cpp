@@ -9,7 +9,6 @@
 #include <oxOS/StopWatch.h>
 
 #include <memory>
-#include <vector>
 
 namespace oxGeom
 {
