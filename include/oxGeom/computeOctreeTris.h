@@ -37,7 +37,7 @@ namespace oxGeom
 /// "             (%.2f coherence, %.2f voxels/tri, %.0f tri/sec)\n": coherence is the share of
 /// triangles that took the shortcut, voxels/tri the number of listings per triangle; an empty
 /// mesh prints not-a-number ratios.
-/// Cost: O(n * (walk depth + leaves touched)) time; about 20 bytes per listing at the peak.
+/// Cost: O(n * (walk depth + leaves touched)) time; about 12 bytes per listing at the peak.
 void computeOctreeTris(const CompactMesh& mesh, const Octree& octree, OctreeTris& result);
 
 /// Lists, for every leaf of `octree`, the line segments of `mesh` (getLines) that touch the

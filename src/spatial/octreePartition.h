@@ -1,8 +1,8 @@
 #pragma once
 // The partition of mesh items (triangles or lines) into octree leaves that computeOctreeTris and
 // meshOctreeLines share; private to the library. Each pool thread walks its slice of the items
-// with its own leaf walk and a one-leaf coherence cache, and the calling thread concatenates the
-// per-thread (leaf, item) pairs in thread order and sorts them into per-leaf sets.
+// with its own leaf walk and a one-leaf coherence cache, and the calling thread sorts the
+// per-thread (leaf, item) pairs, in thread order, into per-leaf sets.
 
 #include <oxGeom/ArrayOfSets.h>
 #include <oxGeom/BoundingBox.h>
@@ -18,7 +18,8 @@ namespace oxGeom
 {
 namespace detail
 {
-/// One listing: (leaf number, item index), the pair layout ArrayOfSets::assignFromPairs reads.
+/// One listing: (leaf number, item index). Leaf numbers come from the octree, so they lie in
+/// [0, number of leaves).
 struct VoxelPair
 {
     int leaf;
@@ -168,19 +169,23 @@ private:
     // meets the query.
     bool descend(Entry& node, int firstChild, const float query[6], Entry* stack, int& size) const
     {
-        float split[3];
+        // Per axis, the lower and upper halves' bounds: child slot bit b of the axis picks
+        // [low[b], high[b]].
+        float low[3][2], high[3][2];
         unsigned slots = 0xFF;  // bit s: child slot s meets the query
         for (int axis = 0; axis < 3; ++axis)
         {
-            split[axis] = Octree::splitValue(node.box.m_box[axis], node.box.m_box[axis + 3]);
+            const float split = Octree::splitValue(node.box.m_box[axis], node.box.m_box[axis + 3]);
+            low[axis][0] = node.box.m_box[axis];
+            low[axis][1] = high[axis][0] = split;
+            high[axis][1] = node.box.m_box[axis + 3];
             const unsigned upperHalf = upperSlots[axis];
-            slots &= (query[axis] <= split[axis] ? ~upperHalf : 0u) |
-                     (query[axis + 3] >= split[axis] ? upperHalf : 0u);
+            slots &= (query[axis] <= split ? ~upperHalf : 0u) |
+                     (query[axis + 3] >= split ? upperHalf : 0u);
         }
         // Visit positions k (order[k] is the slot), last first, so the first child ends in
         // `node` and the others on the stack in reverse order.
         unsigned positions = m_positionsOfSlots[slots & 0xFF];
-        const Entry parent = node;
         bool found = false;
         while (positions != 0)
         {
@@ -196,9 +201,9 @@ private:
             node.node = child;
             for (int axis = 0; axis < 3; ++axis)
             {
-                const bool upper = (slot >> axis) & 1;
-                node.box.m_box[axis] = upper ? split[axis] : parent.box.m_box[axis];
-                node.box.m_box[axis + 3] = upper ? parent.box.m_box[axis + 3] : split[axis];
+                const int upper = (slot >> axis) & 1;
+                node.box.m_box[axis] = low[axis][upper];
+                node.box.m_box[axis + 3] = high[axis][upper];
             }
         }
         return found;
@@ -262,26 +267,33 @@ public:
         m_coherentHits[static_cast<std::size_t>(threadIndex)] = hits;
     }
 
-    /// After the run, on the calling thread: concatenates the slots in thread order (so the
-    /// pairs come by ascending item) and builds `numLeaves` sets from them.
+    /// After the run, on the calling thread: builds `numLeaves` sets from the slots' pairs in
+    /// thread order, so each set lists its items in ascending order. This is the stable
+    /// counting sort of ArrayOfSets::assignFromPairs run over the slots one after the other
+    /// instead of over their concatenation: the same sets, without copying every pair once more.
     PartitionCounts collect(int numLeaves, ArrayOfSets& sets) const
     {
         PartitionCounts counts;
         std::size_t total = 0;
         for (const std::vector<VoxelPair>& slot : m_pairs)
             total += slot.size();
-        std::vector<int> flat;
-        flat.reserve(2 * total);
-        for (const std::vector<VoxelPair>& slot : m_pairs)
-            for (const VoxelPair& pair : slot)
-            {
-                flat.push_back(pair.leaf);
-                flat.push_back(pair.item);
-            }
         for (std::uint32_t hits : m_coherentHits)
             counts.coherentHits += hits;
         counts.numPairs = static_cast<int>(total);
-        sets.assignFromPairs(numLeaves, counts.numPairs, flat.data());
+
+        ArrayOfSets result(numLeaves, counts.numPairs);
+        int* offsets = result.getOffsets();
+        int* data = result.getData();
+        for (const std::vector<VoxelPair>& slot : m_pairs)
+            for (const VoxelPair& pair : slot)
+                ++offsets[pair.leaf + 1];
+        for (int leaf = 0; leaf < numLeaves; ++leaf)
+            offsets[leaf + 1] += offsets[leaf];
+        std::vector<int> next(offsets, offsets + numLeaves);
+        for (const std::vector<VoxelPair>& slot : m_pairs)
+            for (const VoxelPair& pair : slot)
+                data[next[static_cast<std::size_t>(pair.leaf)]++] = pair.item;
+        sets.swap(result);
         return counts;
     }
 
