@@ -1,4 +1,11 @@
+// The named test meshes have the shape their names promise: closed solids are
+// closed and face outwards, open and degenerate ones are what other tests
+// rely on, and random meshes are reproducible from their seed.
+
 #include "support/meshes.h"
+
+#include <oxLinear/Angle.h>
+#include <oxLinear/Point.h>
 
 #include <gtest/gtest.h>
 
@@ -14,14 +21,11 @@ std::map<std::pair<int, int>, int> edgeUses(const oxGeom::CompactMesh& mesh)
 {
     std::map<std::pair<int, int>, int> uses;
     for (int t = 0; t < mesh.getNumTriangles(); ++t)
-    {
         for (int k = 0; k < 3; ++k)
         {
-            const int a = mesh.getTriangles()[t][k];
-            const int b = mesh.getTriangles()[t][(k + 1) % 3];
+            const int a = mesh.getTriangles()[t][k], b = mesh.getTriangles()[t][(k + 1) % 3];
             ++uses[{std::min(a, b), std::max(a, b)}];
         }
-    }
     return uses;
 }
 
@@ -29,11 +33,16 @@ std::map<std::pair<int, int>, int> edgeUses(const oxGeom::CompactMesh& mesh)
 bool isClosed(const oxGeom::CompactMesh& mesh)
 {
     for (const auto& edge : edgeUses(mesh))
-    {
         if (edge.second != 2)
             return false;
-    }
     return true;
+}
+
+/// Corner k of triangle t.
+oxLinear::Vector corner(const oxGeom::CompactMesh& mesh, int t, int k)
+{
+    const float* v = mesh.getVertices()[mesh.getTriangles()[t][k]].v;
+    return oxLinear::Vector(v[0], v[1], v[2]);
 }
 
 /// The signed volume enclosed (positive when the triangles face outwards).
@@ -41,14 +50,7 @@ double signedVolume(const oxGeom::CompactMesh& mesh)
 {
     double six = 0.0;
     for (int t = 0; t < mesh.getNumTriangles(); ++t)
-    {
-        const float* a = mesh.getVertices()[mesh.getTriangles()[t][0]].v;
-        const float* b = mesh.getVertices()[mesh.getTriangles()[t][1]].v;
-        const float* c = mesh.getVertices()[mesh.getTriangles()[t][2]].v;
-        six += a[0] * (double(b[1]) * c[2] - double(b[2]) * c[1]) -
-               a[1] * (double(b[0]) * c[2] - double(b[2]) * c[0]) +
-               a[2] * (double(b[0]) * c[1] - double(b[1]) * c[0]);
-    }
+        six += oxLinear::det3x3(corner(mesh, t, 0), corner(mesh, t, 1), corner(mesh, t, 2));
     return six / 6.0;
 }
 }  // namespace
@@ -59,8 +61,6 @@ TEST(fixtures, closedSolidsAreClosedAndFaceOutwards)
     EXPECT_NEAR(signedVolume(fixtures::tetrahedron()), 1.0 / 6.0, 1e-7);
     EXPECT_TRUE(isClosed(fixtures::cube()));
     EXPECT_NEAR(signedVolume(fixtures::cube()), 1.0, 1e-7);
-
-    const double pi = 3.14159265358979323846;
     for (int s = 0; s <= 3; ++s)
     {
         const oxGeom::CompactMesh sphere = fixtures::icosphere(s, 2.5f);
@@ -75,7 +75,7 @@ TEST(fixtures, closedSolidsAreClosedAndFaceOutwards)
             const float* v = sphere.getVertices()[i].v;
             EXPECT_NEAR(std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]), 2.5, 1e-5);
         }
-        const double ball = 4.0 / 3.0 * pi * 2.5 * 2.5 * 2.5;
+        const double ball = 4.0 / 3.0 * oxLinear::pi * 2.5 * 2.5 * 2.5;
         EXPECT_GT(signedVolume(sphere), 0.6 * ball);
         EXPECT_LT(signedVolume(sphere), ball);
     }
@@ -91,12 +91,10 @@ TEST(fixtures, openAndDegenerateMeshesHaveTheirShape)
         boundaryEdges += edge.second == 1;
     EXPECT_EQ(boundaryEdges, 2 * (3 + 2));
     EXPECT_EQ(grid.getVertices()[1 * 4 + 3][0], 3.0f);  // vertex (3, 1)
-    for (int t = 0; t < grid.getNumTriangles(); ++t)
+    for (int t = 0; t < grid.getNumTriangles(); ++t)    // counter-clockwise seen from +z
     {
-        const float* a = grid.getVertices()[grid.getTriangles()[t][0]].v;
-        const float* b = grid.getVertices()[grid.getTriangles()[t][1]].v;
-        const float* c = grid.getVertices()[grid.getTriangles()[t][2]].v;
-        EXPECT_GT((b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]), 0.0f) << t;
+        const oxLinear::Vector a = corner(grid, t, 0);
+        EXPECT_GT(cross(corner(grid, t, 1) - a, corner(grid, t, 2) - a)[2], 0.0) << t;
     }
     EXPECT_EQ(fixtures::unitSquare().getNumTriangles(), 2);
     EXPECT_EQ(fixtures::gridMesh(0, 5).getNumVertices(), 0);
@@ -112,10 +110,10 @@ TEST(fixtures, openAndDegenerateMeshesHaveTheirShape)
 TEST(fixtures, randomMeshIsSeededAndValid)
 {
     const oxGeom::CompactMesh a = fixtures::randomMesh(11, 50, 200);
-    const oxGeom::CompactMesh b = fixtures::randomMesh(11, 50, 200);
-    const oxGeom::CompactMesh c = fixtures::randomMesh(12, 50, 200);
     EXPECT_EQ(a.getNumTriangles(), 200);
     EXPECT_TRUE(fixtures::indicesInRange(a));
+    const oxGeom::CompactMesh b = fixtures::randomMesh(11, 50, 200);
+    const oxGeom::CompactMesh c = fixtures::randomMesh(12, 50, 200);
     EXPECT_TRUE(std::equal(a.getVerticesRaw(), a.getVerticesRaw() + 150, b.getVerticesRaw()));
     EXPECT_TRUE(std::equal(a.getTrianglesRaw(), a.getTrianglesRaw() + 600, b.getTrianglesRaw()));
     EXPECT_FALSE(std::equal(a.getVerticesRaw(), a.getVerticesRaw() + 150, c.getVerticesRaw()));

@@ -1,3 +1,6 @@
+// Mesh arrays: present-but-empty differs from absent, regrown elements are zero,
+// and every block goes back to the allocator that made it.
+
 #include <oxGeom/ArrayAllocator.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,7 @@
+// Float bounding boxes: the empty box meets nothing, doubles are bracketed
+// outwards, transforms and distances against the eight corners and a sampled
+// box, and closed tests that count touching.
+
 #include "oxGeom/BoundingBox.h"
 
 #include <gtest/gtest.h>
@@ -26,11 +30,7 @@ BoundingBox boxOf(double x0, double y0, double z0, double x1, double y1, double 
 TEST(BoundingBox, emptyBoxHoldsLargestFloatsAndMeetsNothing)
 {
     BoundingBox box;
-    for (int i = 0; i < 3; ++i)
-    {
-        EXPECT_EQ(box[i], 3.4028235e38f);
-        EXPECT_EQ(box[i + 3], -3.4028235e38f);
-    }
+    EXPECT_TRUE(box[2] == FLT_MAX && box[3] == -FLT_MAX);
     EXPECT_EQ(box.diagonalLength(), 0.0f);
     EXPECT_EQ(box.distance2(PointFlt(0, 0, 0)), FLT_MAX);
     // Even a box spanning the whole float range does not meet the empty box.
@@ -39,15 +39,14 @@ TEST(BoundingBox, emptyBoxHoldsLargestFloatsAndMeetsNothing)
     EXPECT_FALSE(box.contains(all));
     EXPECT_TRUE(all.contains(box));
 
+    // Nothing makes it non-empty but a point or a box.
     box.transform(AffineMatrix::makeTranslation(Vector(1, 2, 3)));
     box.extend(2.0f);
     box.extendToCube();
     EXPECT_EQ(box, BoundingBox());
     const float centre[3] = {1, 2, 3};
     EXPECT_EQ(BoundingBox(centre, -0.5f), BoundingBox());
-    BoundingBox fromRange;
-    fromRange = oxLinear::Range3d();
-    EXPECT_EQ(fromRange, BoundingBox());
+    EXPECT_EQ(box = oxLinear::Range3d(), BoundingBox());
 }
 
 TEST(BoundingBox, extendFromEmptyGivesExactlyThePoint)
@@ -56,11 +55,10 @@ TEST(BoundingBox, extendFromEmptyGivesExactlyThePoint)
     box.extend(PointFlt(1.5f, -2.0f, 3.25f));
     EXPECT_EQ(box.minPt(), PointFlt(1.5f, -2.0f, 3.25f));
     EXPECT_EQ(box.maxPt(), PointFlt(1.5f, -2.0f, 3.25f));
-    BoundingBox fromDouble;
+    BoundingBox fromDouble, fromBox;
     fromDouble.extend(Point(1.5, -2.0, 3.25));
-    EXPECT_EQ(fromDouble, box);
-    BoundingBox fromBox;
     fromBox.extend(box);
+    EXPECT_EQ(fromDouble, box);
     EXPECT_EQ(fromBox, box);
 
     box.extend(PointFlt(2.0f, NAN, 0.0f));  // NaN is ignored on its axis
@@ -92,22 +90,15 @@ TEST(BoundingBox, transformByRotationMatchesEightCorners)
             m = AffineMatrix(AffineMatrixFlt(m));
         BoundingBox moved = box;
         useFloat ? moved.transform(AffineMatrixFlt(m)) : moved.transform(m);
+        const oxLinear::Range3d corners =
+            oxLinear::Range3d(Point(box.minPt()), Point(box.maxPt())).transformed(m);
         for (int axis = 0; axis < 3; ++axis)
         {
-            double low = 1e300, high = -1e300;
-            for (int i = 0; i < 8; ++i)
-            {
-                float corner[3];
-                box.getPoint(i, corner);
-                const double x = (Point(corner[0], corner[1], corner[2]) * m)[axis];
-                low = std::min(low, x);
-                high = std::max(high, x);
-            }
             // Holds every corner and is tight up to float rounding.
-            EXPECT_LE(moved[axis], low);
-            EXPECT_GE(moved[axis + 3], high);
-            EXPECT_NEAR(moved[axis], low, 1e-5);
-            EXPECT_NEAR(moved[axis + 3], high, 1e-5);
+            EXPECT_LE(moved[axis], corners.min()[axis]);
+            EXPECT_GE(moved[axis + 3], corners.max()[axis]);
+            EXPECT_NEAR(moved[axis], corners.min()[axis], 1e-5);
+            EXPECT_NEAR(moved[axis + 3], corners.max()[axis], 1e-5);
         }
     }
 }
@@ -123,15 +114,15 @@ TEST(BoundingBox, distance2MatchesSampledBox)
         box.extend(PointFlt(u(rng), u(rng), u(rng)));
         box.extend(PointFlt(u(rng), u(rng), u(rng)));
         const PointFlt p(2 * u(rng), 2 * u(rng), 2 * u(rng));
-        double best = 1e300;
+        double best = 1e300;  // over a grid of points in the box
         for (int i = 0; i < (steps + 1) * (steps + 1) * (steps + 1); ++i)
         {
             double d2 = 0.0;
             for (int axis = 0, rest = i; axis < 3; ++axis, rest /= steps + 1)
-            {
-                const double t = double(rest % (steps + 1)) / steps;
-                d2 += std::pow(box[axis] + (box[axis + 3] - box[axis]) * t - p[axis], 2);
-            }
+                d2 += std::pow(box[axis] +
+                                   (box[axis + 3] - box[axis]) * (rest % (steps + 1)) / steps -
+                                   p[axis],
+                               2);
             best = std::min(best, d2);
         }
         const double d = box.distance(p);
@@ -167,6 +158,9 @@ TEST(BoundingBox, marginCubeAndCorners)
     EXPECT_EQ(box, boxOf(1.75, 0.25, 1.25, 2.25, 0.75, 1.75));
     box.extend(-0.5f);  // turns inside out
     EXPECT_EQ(box, BoundingBox());
+    BoundingBox flat = boxOf(0, 0, 0, 4, 4, 0.5);
+    flat.extend(-1.0f);  // inside out on z only
+    EXPECT_EQ(flat, BoundingBox());
 
     const BoundingBox corners = boxOf(1, 2, 3, 4, 5, 6);
     float p[3];

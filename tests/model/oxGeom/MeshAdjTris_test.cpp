@@ -1,3 +1,6 @@
+// Vertex-to-triangle adjacency: the sets taken over from an ArrayOfSets, and
+// copies of a vertex's triangles through a renumbering.
+
 #include "oxGeom/MeshAdjTris.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,6 @@
+// Vertex-to-vertex adjacency in its count-word layout, and the empty table
+// that malformed input gives.
+
 #include "oxGeom/MeshAdjVertices.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,6 @@
+// Named vertex channels: typed views only for their dimension, zeroed values,
+// and a cached range that skips NaN until invalidated.
+
 #include <oxGeom/MeshAttributes.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,6 @@
+// Boundary loops: flat vertices split by lengths, and inconsistent lengths
+// rejected without touching the caller's data.
+
 #include "oxGeom/MeshBoundaries.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,6 @@
+// Mesh change notices: one flag per setter, named channels recorded once, and a
+// listener of the mesh receiving the notice with its flags and renumbering.
+
 #include <oxGeom/CompactMesh.h>
 #include <oxGeom/MeshModification.h>
 
@@ -7,36 +10,36 @@ using oxGeom::MeshModification;
 
 TEST(MeshModification, eachSetterRaisesItsOwnFlag)
 {
-    using Setter = void (MeshModification::*)();
-    const Setter setters[] = {&MeshModification::normalsModified,
-                              &MeshModification::normalsValid,
-                              &MeshModification::triangleNormalsModified,
-                              &MeshModification::triangleNormalsValid,
-                              &MeshModification::uvsModified,
-                              &MeshModification::uvsValid,
-                              &MeshModification::stsModified,
-                              &MeshModification::stsValid,
-                              &MeshModification::coloursModified,
-                              &MeshModification::coloursValid,
-                              &MeshModification::polysModified,
-                              &MeshModification::linesModified,
-                              &MeshModification::lineStripsModified,
-                              &MeshModification::stripsAndFansModified};
+    using M = MeshModification;
+    using Setter = void (M::*)();
+    const Setter setters[] = {&M::normalsModified,
+                              &M::normalsValid,
+                              &M::triangleNormalsModified,
+                              &M::triangleNormalsValid,
+                              &M::uvsModified,
+                              &M::uvsValid,
+                              &M::stsModified,
+                              &M::stsValid,
+                              &M::coloursModified,
+                              &M::coloursValid,
+                              &M::polysModified,
+                              &M::linesModified,
+                              &M::lineStripsModified,
+                              &M::stripsAndFansModified};
     oxGeom::CompactMesh mesh;
     unsigned seen = 0;
     for (Setter set : setters)
     {
-        MeshModification m(&mesh, MeshModification::Topology);
+        M m(&mesh, M::Topology);
         (m.*set)();
         EXPECT_EQ(m.getFlags() & (m.getFlags() - 1), 0u) << "one bit per setter";
         EXPECT_EQ(m.getFlags() & seen, 0u) << "bit shared by two setters";
         seen |= m.getFlags();
     }
-    MeshModification m(&mesh, MeshModification::Geometry);
+    M m(&mesh, M::Geometry);
     m.triangleNormalsValid();
     EXPECT_TRUE(m.getTriangleNormalsValid());
-    EXPECT_FALSE(m.getTriangleNormalsModified());
-    EXPECT_FALSE(m.getNormalsValid());
+    EXPECT_FALSE(m.getTriangleNormalsModified() || m.getNormalsValid());
 
     m.vertexAttribsModified("UVs");
     m.vertexAttribsModified("weight");
@@ -56,16 +59,14 @@ TEST(MeshModification, listenerSeesMeshFlagsAndRemap)
     {
         void onModified(oxRTB::EntityModification& m)
         {
-            entity = m.getEntity();
             const auto* mm = dynamic_cast<MeshModification*>(&m);
-            uvsValid = mm && mm->getUVsValid() && !mm->getNormalsModified();
-            vertexImageOf2 = mm && mm->getRemap() ? (*mm->getRemap()->getVertexMap())(2) : -2;
+            entity = m.getEntity();
+            seen = mm && mm->getUVsValid() && !mm->getNormalsModified() &&
+                   (*mm->getRemap()->getVertexMap())(2) == 1;
         }
         const oxRTB::Entity* entity = nullptr;
-        bool uvsValid = false;
-        int vertexImageOf2 = -2;
+        bool seen = false;
     } listener;
-
     oxGeom::CompactMesh mesh;
     listener.connect(mesh.modificationSignal(),
                      oxRTB::makeFunctionArgMember(&listener, &Listener::onModified));
@@ -75,7 +76,6 @@ TEST(MeshModification, listenerSeesMeshFlagsAndRemap)
     MeshModification m(&mesh, MeshModification::Topology, &remap);
     m.uvsValid();
     mesh.modified(m);
+    EXPECT_TRUE(listener.seen);
     EXPECT_EQ(listener.entity, &mesh);
-    EXPECT_TRUE(listener.uvsValid);
-    EXPECT_EQ(listener.vertexImageOf2, 1);
 }

@@ -1,8 +1,12 @@
+// Renumbering maps: delete maps against a running count, unmapped and
+// out-of-range entries reading -1, and in-place mapping of index arrays.
+
 #include "oxGeom/Remap.h"
 
 #include <gtest/gtest.h>
 
 #include <random>
+#include <vector>
 
 #include "oxGeom/BitVector.h"
 
@@ -40,12 +44,9 @@ TEST(Remap, deleteMapNumbersKeptElementsInOrder)
     EXPECT_EQ(empty.getDomainSize(), 2);
 
     // In-place array mapping: out-of-domain values become -1.
-    int indices[] = {3, 0, 4, -2};
-    map(indices, 4);
-    EXPECT_EQ(indices[0], 2);
-    EXPECT_EQ(indices[1], -1);
-    EXPECT_EQ(indices[2], -1);
-    EXPECT_EQ(indices[3], -1);
+    std::vector<int> indices = {3, 0, 4, -2};
+    map(indices.data(), 4);
+    EXPECT_EQ(indices, (std::vector<int>{2, -1, -1, -1}));
 }
 
 TEST(Remap, unsetAndOutOfRangeEntriesAreMinusOne)
@@ -61,6 +62,7 @@ TEST(Remap, unsetAndOutOfRangeEntriesAreMinusOne)
     map.resize(5, 2);  // grows: old images kept, new ones unmapped
     EXPECT_EQ(map(1), 0);
     EXPECT_EQ(map(4), -1);
+    EXPECT_FALSE(map.isSequential());
     map.setSequential();
     EXPECT_TRUE(map.isSequential());
     EXPECT_EQ(map.getRangeSize(), 5);

@@ -1,3 +1,6 @@
+// Half-edge meshes: twins paired once (fins in creation order), faces walked
+// from their first edge, bad faces refused, null handles harmless.
+
 #include "oxGeom/TopoMesh.h"
 
 #include <gtest/gtest.h>
@@ -53,36 +56,22 @@ int checkTwinsAndCountBoundary(const TopoMesh& mesh)
 }
 }  // namespace
 
-TEST(TopoMesh, twinPairsSharedEdgeAndLeavesBoundary)
+TEST(TopoMesh, meshTwinPairsSharedEdgesOnceAndFinEdgesInCreationOrder)
 {
-    //  3-----2
-    //  |   / |     faces (0,1,2) and (0,2,3) share the edge 0-2
-    //  0-----1
-    Built b;
-    build(b, 4, {{0, 1, 2}, {0, 2, 3}});
-    EXPECT_EQ(oxGeom::meshTwin(b.mesh), 1);
-    const TopoMeshEdge e20 = TopoMesh::findEdge(b.v[2], b.v[0]);
-    EXPECT_EQ(e20.face(), b.f[0]);
-    EXPECT_EQ(e20.twin().face(), b.f[1]);
-    EXPECT_EQ(checkTwinsAndCountBoundary(b.mesh), 4);
-    EXPECT_TRUE(TopoMesh::findEdge(b.v[1], b.v[3]).isNull());
-    EXPECT_TRUE(TopoMesh::findEdge(b.v[1], b.v[0]).isNull());
-    EXPECT_EQ(oxGeom::meshTwin(b.mesh), 0);
-
     Built tetrahedron;  // closed: every half-edge finds its partner
     build(tetrahedron, 4, {{0, 2, 1}, {0, 1, 3}, {1, 2, 3}, {2, 0, 3}});
     EXPECT_EQ(oxGeom::meshTwin(tetrahedron.mesh), 6);
     EXPECT_EQ(checkTwinsAndCountBoundary(tetrahedron.mesh), 0);
-}
+    EXPECT_EQ(oxGeom::meshTwin(tetrahedron.mesh), 0);  // nothing left to pair
 
-TEST(TopoMesh, edgeSharedByThreeFacesPairsInCreationOrder)
-{
     Built b;  // fin: three faces on the edge 0-1
     build(b, 5, {{0, 1, 2}, {1, 0, 3}, {1, 0, 4}});
     EXPECT_EQ(oxGeom::meshTwin(b.mesh), 1);
     const TopoMeshEdge e01 = TopoMesh::findEdge(b.v[0], b.v[1]);
+    EXPECT_EQ(e01.face(), b.f[0]);
     EXPECT_EQ(e01.twin().face(), b.f[1]);
     EXPECT_TRUE(b.f[2].firstEdge().isBoundary());
+    EXPECT_TRUE(TopoMesh::findEdge(b.v[2], b.v[1]).isNull());  // only 1 -> 2 exists
 
     // Relinking moves the pair and frees the old partner.
     b.mesh.setTwins(e01, b.f[2].firstEdge());
@@ -131,6 +120,7 @@ TEST(TopoMesh, badFacesAreRejectedAndNullHandlesAreSafe)
     EXPECT_TRUE(TopoMeshEdge().next().origin().isNull());
     EXPECT_EQ(TopoMeshFace().numVertices(), 0);
     EXPECT_EQ(TopoMeshVertex(&b.mesh, 9).point(), Point(0, 0, 0));
+    EXPECT_EQ(TopoMeshVertex().point(), Point(0, 0, 0));
     EXPECT_EQ(TopoMeshVertex(&b.mesh, -4), TopoMeshVertex());
 }
 

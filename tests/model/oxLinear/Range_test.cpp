@@ -1,3 +1,7 @@
+// Axis-aligned ranges: the empty range is neutral and meets nothing, closed
+// containment counts touching, and a transformed box is the box of its
+// transformed corners.
+
 #include <oxLinear/Range.h>
 
 #include <gtest/gtest.h>
@@ -7,16 +11,14 @@
 #include "model/oxLinear/linearTestUtil.h"
 
 using namespace oxLinear;
-using linearTest::nearPoint;
 
 TEST(Range3d, emptyByDefaultContainsNothingAndIsNeutralForExtend)
 {
     Range3d r;
     EXPECT_TRUE(r.isEmpty());
-    EXPECT_EQ(r.min(), Point(DBL_MAX, DBL_MAX, DBL_MAX));
-    EXPECT_EQ(r.max(), Point(-DBL_MAX, -DBL_MAX, -DBL_MAX));
     EXPECT_FALSE(r.contains(Point(0, 0, 0)));
-    EXPECT_FALSE(r.intersects(Range3d(Point(-1e300, -1e300, -1e300), Point(1e300, 1e300, 1e300))));
+    EXPECT_FALSE(r.intersects(
+        Range3d(Point(-DBL_MAX, -DBL_MAX, -DBL_MAX), Point(DBL_MAX, DBL_MAX, DBL_MAX))));
     EXPECT_EQ(r.size(), Vector());
     EXPECT_EQ(r.center(), Point());
     EXPECT_EQ(r.diagonalLength(), 0.0);
@@ -24,14 +26,10 @@ TEST(Range3d, emptyByDefaultContainsNothingAndIsNeutralForExtend)
     EXPECT_TRUE(r.transformed(AffineMatrix::makeScale(-1.0)).isEmpty());
 
     r.extend(Point(1, -2, 3));
-    EXPECT_FALSE(r.isEmpty());
+    r.extend(Range3d());
     EXPECT_EQ(r.min(), Point(1, -2, 3));
     EXPECT_EQ(r.max(), Point(1, -2, 3));
     EXPECT_TRUE(r.contains(Point(1, -2, 3)));
-    const Range3d before = r;
-    r.extend(Range3d());
-    EXPECT_EQ(r.min(), before.min());
-    EXPECT_EQ(r.max(), before.max());
     r.include(Point(-1, 0, 5));
     EXPECT_EQ(r.min(), Point(-1, -2, 3));
     EXPECT_EQ(r.max(), Point(1, 0, 5));
@@ -41,8 +39,7 @@ TEST(Range3d, emptyByDefaultContainsNothingAndIsNeutralForExtend)
     EXPECT_EQ(r.corner(99), r.max());
     r.setEmpty();
     EXPECT_TRUE(r.isEmpty());
-    // Inverted corners given explicitly are empty too.
-    EXPECT_TRUE(Range3d(Point(0, 0, 1), Point(1, 1, 0)).isEmpty());
+    EXPECT_TRUE(Range3d(Point(0, 0, 1), Point(1, 1, 0)).isEmpty());  // inverted corners
 }
 
 TEST(Range3d, closedContainmentAndIntersectionCountTouching)
@@ -62,7 +59,7 @@ TEST(Range3d, closedContainmentAndIntersectionCountTouching)
     EXPECT_EQ(box.distance2(Point(3, 0.5, -2)), 8.0);
 }
 
-TEST(Range3d, transformedBoxHoldsEveryTransformedPointTightly)
+TEST(Range3d, transformedBoxIsTheBoxOfTheTransformedCorners)
 {
     linearTest::Random random(53);
     const Range3d box(Point(-1, 0, 2), Point(3, 1, 5));
@@ -72,26 +69,15 @@ TEST(Range3d, transformedBoxHoldsEveryTransformedPointTightly)
         const Range3d t = box.transformed(m);
         Range3d corners;
         for (int c = 0; c < 8; ++c)
-        {
             corners.extend(box.corner(c) * m);
-            EXPECT_TRUE(t.contains(box.corner(c) * m) || t.distance2(box.corner(c) * m) < 1e-24);
-        }
         EXPECT_EQ(t.min(), corners.min());
         EXPECT_EQ(t.max(), corners.max());
-        for (int k = 0; k < 20; ++k)
-        {
-            const Point p(random.scalar(1) * 2 + 1, random.scalar(0.5) + 0.5,
-                          random.scalar(1.5) + 3.5);
-            EXPECT_LT(t.distance2(p * m), 1e-20);
-        }
     }
 }
 
 TEST(Range2d, unitSquareSizeCenterAndInclude)
 {
     const Range2d unit = Range2d::unitSquare();
-    EXPECT_EQ(unit.min(), Point2(0, 0));
-    EXPECT_EQ(unit.max(), Point2(1, 1));
     EXPECT_EQ(unit.size(), Tuple2(1, 1));
     EXPECT_EQ(unit.center(), Point2(0.5, 0.5));
 

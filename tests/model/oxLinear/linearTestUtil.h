@@ -1,5 +1,5 @@
 #pragma once
-// Seeded random values and element-wise matrix checks shared by the oxLinear tests.
+// Seeded random values and tolerance checks shared by the oxLinear tests.
 
 #include <oxLinear/oxLinear.h>
 
@@ -28,70 +28,44 @@ public:
     /// A random vector of length at least 0.1 (a usable direction).
     Vector direction()
     {
-        for (;;)
-        {
-            const Vector v = vector();
-            if (v.length2() > 0.01)
-                return v;
-        }
+        Vector v = vector();
+        while (v.length2() <= 0.01)
+            v = vector();
+        return v;
     }
     /// A random affine matrix with a well-conditioned linear part.
     AffineMatrix matrix()
     {
-        for (;;)
-        {
-            const AffineMatrix m(vector(2.0), vector(2.0), vector(2.0), vector(10.0));
-            if (std::fabs(m.det3x3()) > 0.2)
-                return m;
-        }
+        AffineMatrix m;
+        do
+            m = AffineMatrix(vector(2.0), vector(2.0), vector(2.0), vector(10.0));
+        while (std::fabs(m.det3x3()) <= 0.2);
+        return m;
     }
 
 private:
     std::mt19937 m_engine;
 };
 
-inline ::testing::AssertionResult nearMatrix(const AffineMatrix& a, const AffineMatrix& b,
-                                             double tol)
+/// equivalent(a, b, tol) for any oxLinear value, printing both on failure.
+template <class T>
+::testing::AssertionResult near(const T& a, const T& b, double tol)
 {
     if (equivalent(a, b, tol))
         return ::testing::AssertionSuccess();
     auto failure = ::testing::AssertionFailure();
-    for (int r = 0; r < 4; ++r)
-        failure << "\n  row " << r << ": (" << a[r][0] << ", " << a[r][1] << ", " << a[r][2]
-                << ") vs (" << b[r][0] << ", " << b[r][1] << ", " << b[r][2] << ")";
+    for (std::size_t i = 0; i < sizeof(T) / sizeof(*a.data()); ++i)
+        failure << (i ? ", " : "") << a.data()[i] << " vs " << b.data()[i];
     return failure;
 }
 
-inline ::testing::AssertionResult nearVector(const Vector& a, const Vector& b, double tol)
-{
-    if (equivalent(a, b, tol))
-        return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "(" << a[0] << ", " << a[1] << ", " << a[2] << ") vs ("
-                                         << b[0] << ", " << b[1] << ", " << b[2] << ")";
-}
-
-inline ::testing::AssertionResult nearPoint(const Point& a, const Point& b, double tol)
-{
-    return nearVector(Vector(a), Vector(b), tol);
-}
-
-/// True when the three linear rows are unit length and mutually perpendicular
-/// and form a right-handed (proper) rotation.
-inline ::testing::AssertionResult isRotation(const AffineMatrix& m, double tol)
+/// True when the linear rows are orthonormal with determinant +1.
+inline bool isRotation(const AffineMatrix& m, double tol)
 {
     for (int i = 0; i < 3; ++i)
-    {
-        if (std::fabs(m.getRow(i).length() - 1.0) > tol)
-            return ::testing::AssertionFailure() << "row " << i << " not unit";
-        for (int j = i + 1; j < 3; ++j)
-        {
-            if (std::fabs(dot(m.getRow(i), m.getRow(j))) > tol)
-                return ::testing::AssertionFailure()
-                       << "rows " << i << ", " << j << " not perpendicular";
-        }
-    }
-    if (std::fabs(m.det3x3() - 1.0) > tol)
-        return ::testing::AssertionFailure() << "det " << m.det3x3();
-    return ::testing::AssertionSuccess();
+        for (int j = 0; j < 3; ++j)
+            if (std::fabs(dot(m.getRow(i), m.getRow(j)) - (i == j ? 1.0 : 0.0)) > tol)
+                return false;
+    return std::fabs(m.det3x3() - 1.0) <= tol;
 }
 }  // namespace linearTest

@@ -19,24 +19,15 @@ using oxRTB::SignalClient;
 namespace
 {
 /// A listener in the style of a cache: member functions bound to the client.
-class Listener : public SignalClient
+struct Listener : SignalClient
 {
-public:
-    void watch(const Entity& entity)
-    {
-        connect(entity.destructionSignal(),
-                oxRTB::FunctionArgMember<Listener, Entity*>(this, &Listener::onDestroyed));
-        connect(entity.modificationSignal(),
-                oxRTB::makeFunctionArgMember(this, &Listener::onModified));
-    }
     void onDestroyed(Entity* entity) { destroyed.push_back(entity); }
     void onModified(EntityModification& m) { modified.push_back(m.getEntity()); }
-
     std::vector<Entity*> destroyed;
     std::vector<const Entity*> modified;
 };
 
-class Thing : public Entity
+struct Thing : Entity
 {
 };
 }  // namespace
@@ -119,7 +110,10 @@ TEST(Entity, signalsCarryTheEntityAndCopiesHaveNoListeners)
     {
         Thing thing;
         address = &thing;
-        listener.watch(static_cast<const Entity&>(thing));
+        listener.connect(thing.destructionSignal(), oxRTB::FunctionArgMember<Listener, Entity*>(
+                                                        &listener, &Listener::onDestroyed));
+        listener.connect(thing.modificationSignal(),
+                         oxRTB::makeFunctionArgMember(&listener, &Listener::onModified));
         EntityModification modification(&thing);
         thing.emitModification(modification);
         Thing copy(thing);

@@ -21,4 +21,5 @@ TEST(BitField32, bitIIsBitIOfRawWordAndOutOfRangeIsIgnored)
     EXPECT_EQ((a & b).raw(), 0b1000u);
     EXPECT_EQ((a ^ b).raw(), 0b0110u);
     EXPECT_EQ((~a).raw(), 0xFFFFFFF3u);
+    EXPECT_TRUE(f.reset().none());
 }

@@ -8,7 +8,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "oxUtil/Progress.h"
@@ -20,9 +22,16 @@ using oxUtil::ThreadPool;
 
 namespace
 {
-class MarkChunksAlg : public oxUtil::ThreadedChunkAlg
+/// Runs `body(alg, t, T)` as thread t's share.
+struct LambdaAlg : oxUtil::ThreadedAlg
 {
-public:
+    explicit LambdaAlg(std::function<void(LambdaAlg&, int, int)> body) : body(std::move(body)) {}
+    void execute(int t, int T) override { body(*this, t, T); }
+    std::function<void(LambdaAlg&, int, int)> body;
+};
+
+struct MarkChunksAlg : oxUtil::ThreadedChunkAlg
+{
     MarkChunksAlg(int n, int chunk) : ThreadedChunkAlg(n, chunk), marks(n > 0 ? n : 0) {}
     void execute(int t, int) override
     {
@@ -33,39 +42,15 @@ public:
     }
     std::vector<std::atomic<int>> marks;
 };
-
-/// Thread t reports (t + 1) / T and then waits (bounded) for a cancel.
-class WaitForCancelAlg : public oxUtil::ThreadedAlg
-{
-public:
-    void initialize(int T) override { sawCancel = std::vector<std::atomic<bool>>(T); }
-    void execute(int t, int T) override
-    {
-        updateProgress(t, double(t + 1) / T);
-        ++started;
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (!cancelled(t) && std::chrono::steady_clock::now() < deadline)
-            std::this_thread::yield();
-        sawCancel[t] = cancelled(t);
-    }
-    std::vector<std::atomic<bool>> sawCancel;
-    std::atomic<int> started{0};
-};
 }  // namespace
 
 TEST(ThreadPoolSlices, getBeginIndexSlicesAreContiguousWithFirstRemainderLarger)
 {
     for (int n = 0; n < 50; ++n)
         for (int T = 1; T < 10; ++T)
-        {
-            EXPECT_EQ(ThreadedAlgBase::getBeginIndex(0, T, n), 0);
-            EXPECT_EQ(ThreadedAlgBase::getBeginIndex(T, T, n), n);
-            for (int t = 0; t < T; ++t)
-                EXPECT_EQ(ThreadedAlgBase::getBeginIndex(t + 1, T, n) -
-                              ThreadedAlgBase::getBeginIndex(t, T, n),
-                          n / T + (t < n % T ? 1 : 0))
+            for (int t = 0, begin = 0; t <= T; begin += n / T + (t < n % T ? 1 : 0), ++t)
+                ASSERT_EQ(ThreadedAlgBase::getBeginIndex(t, T, n), begin)
                     << "n=" << n << " T=" << T << " t=" << t;
-        }
     EXPECT_EQ(ThreadedAlgBase::getBeginIndex(1, 0, 10), 0);
     EXPECT_EQ(ThreadedAlgBase::getBeginIndex(2, 4, -5), 0);
 }
@@ -84,6 +69,7 @@ TEST(ThreadPoolChunkAlg, chunksCoverEveryItemOnce)
     MarkChunksAlg partial(10, 4);
     int begin = -1, end = -1;
     EXPECT_EQ(partial.getNumChunks(), 3);
+    EXPECT_EQ(MarkChunksAlg(8, 4).getNumChunks(), 2);
     for (int k = 0; k < 3; ++k)
         ASSERT_TRUE(partial.nextChunk(0, begin, end));
     EXPECT_EQ(end - begin, 2);
@@ -94,97 +80,63 @@ TEST(ThreadPoolChunkAlg, chunksCoverEveryItemOnce)
 
 TEST(ThreadPoolProgress, cancelFromAnotherThreadIsSeenAndProgressIsTheMean)
 {
-    ThreadPool pool(3);
-    Progress root, child;
-    root.subPhase(1.0, child);
-    WaitForCancelAlg alg;
+    // Thread t reports (t + 1) / 3 and then waits (bounded) for the cancel.
+    std::atomic<int> started{0}, sawCancel{0};
+    LambdaAlg alg(
+        [&](LambdaAlg& self, int t, int T)
+        {
+            self.updateProgress(t, double(t + 1) / T);
+            ++started;
+            const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+            while (!self.cancelled(t) && std::chrono::steady_clock::now() < deadline)
+                std::this_thread::yield();
+            sawCancel += self.cancelled(t);
+        });
     EXPECT_FALSE(alg.cancelled(0));  // no Progress attached
-    alg.setProgress(&child);
+    Progress progress;
+    alg.setProgress(&progress);
     std::thread canceller(
         [&]
         {
-            while (alg.started < 3)
+            while (started < 3)
                 std::this_thread::yield();
-            root.cancel();
+            progress.cancel();
         });
-    pool.run(alg);
+    ThreadPool(3).run(alg);
     canceller.join();
-    for (int t = 0; t < 3; ++t)
-        EXPECT_TRUE(alg.sawCancel[t]) << "thread " << t;
-    EXPECT_DOUBLE_EQ(child.get(), (1.0 / 3 + 2.0 / 3 + 1.0) / 3);
-    alg.updateProgress(3, 0.0);  // outside the run: ignored
-    EXPECT_DOUBLE_EQ(child.get(), 2.0 / 3);
+    EXPECT_EQ(sawCancel, 3);
+    // Which thread's report lands last depends on timing; one more report
+    // averages the three slots the threads left.
+    alg.updateProgress(0, 0.0);
+    EXPECT_DOUBLE_EQ(progress.get(), (2.0 / 3 + 1.0) / 3);
+    alg.updateProgress(3, 1.0);  // outside the run: ignored
+    EXPECT_DOUBLE_EQ(progress.get(), (2.0 / 3 + 1.0) / 3);
 }
 
-namespace
+TEST(ThreadPoolProgress, visitSliceStopsAtTheNextPollAfterACancel)
 {
-/// Sums the item indices of each slice through visitSlice; the thread that
-/// reaches item `cancelAt` cancels the run's progress there.
-class CancellableSumAlg : public oxUtil::ThreadedAlg
-{
-public:
-    CancellableSumAlg(int n, int cancelAt, Progress& progress) : m_n(n), m_cancelAt(cancelAt)
-    {
-        setProgress(&progress);
-        m_progress = &progress;
-    }
-    void initialize(int T) override
-    {
-        sums.assign(T, 0);
-        completed.assign(T, 0);
-    }
-    void execute(int t, int T) override
+    // Cancelled at item 450, one thread polls at 400 (not yet cancelled) and
+    // at 600: items 0..599 are summed and the last report is 400 / 1000.
+    for (int cancelAt : {450, -1})
     {
         long long sum = 0;
-        completed[t] = visitSlice(t, T, m_n,
-                               [&](int i)
-                               {
-                                   if (i == m_cancelAt)
-                                       m_progress->cancel();
-                                   sum += i;
-                               });
-        sums[t] = sum;
+        bool completed = false;
+        LambdaAlg alg(
+            [&](LambdaAlg& self, int t, int T)
+            {
+                completed = self.visitSlice(t, T, 1000,
+                                            [&](int i)
+                                            {
+                                                if (i == cancelAt)
+                                                    self.getProgress()->cancel();
+                                                sum += i;
+                                            });
+            });
+        Progress progress;
+        alg.setProgress(&progress);
+        ThreadPool::getSingleThreadedPool().run(alg);
+        EXPECT_EQ(sum, cancelAt < 0 ? 999LL * 1000 / 2 : 599LL * 600 / 2);
+        EXPECT_EQ(completed, cancelAt < 0);
+        EXPECT_DOUBLE_EQ(progress.get(), cancelAt < 0 ? 0.8 : 0.4);
     }
-    void finalize() override { finalized = true; }
-
-    std::vector<long long> sums;
-    std::vector<char> completed;  // per thread: the whole slice was visited
-    bool finalized = false;
-
-private:
-    int m_n, m_cancelAt;
-    Progress* m_progress;
-};
-}  // namespace
-
-TEST(ThreadPoolProgress, cancelledRunStopsAtTheNextPollAndStillReduces)
-{
-    // One thread, cancelled at item 450: it polls at 400 (not yet cancelled)
-    // and at 600, so items 0..599 are summed, the last report is 400 / 1000,
-    // and the run still finalizes with that partial slot.
-    Progress progress;
-    CancellableSumAlg alg(1000, 450, progress);
-    ThreadPool::getSingleThreadedPool().run(alg);
-    ASSERT_EQ(alg.sums.size(), 1u);
-    EXPECT_EQ(alg.sums[0], 599LL * 600 / 2);
-    EXPECT_EQ(alg.completed, std::vector<char>{0});
-    EXPECT_TRUE(alg.finalized);
-    EXPECT_DOUBLE_EQ(progress.get(), 0.4);
-
-    // Cancelled before the run: every thread stops at its first poll, all slots
-    // are still written (0) and reduced.
-    ThreadPool pool(3);
-    Progress cancelled;
-    cancelled.cancel();
-    CancellableSumAlg none(1000, -1, cancelled);
-    pool.run(none);
-    EXPECT_EQ(none.sums, (std::vector<long long>{0, 0, 0}));
-    EXPECT_TRUE(none.finalized);
-
-    // Not cancelled: every item once.
-    Progress running;
-    CancellableSumAlg all(1000, -1, running);
-    pool.run(all);
-    EXPECT_EQ(all.sums[0] + all.sums[1] + all.sums[2], 999LL * 1000 / 2);
-    EXPECT_EQ(all.completed, (std::vector<char>{1, 1, 1}));
 }
