@@ -8,6 +8,7 @@
 #include <oxGeom/debugChannel.h>
 #include <oxOS/StopWatch.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace oxGeom
@@ -86,15 +87,17 @@ void meshAdjTris(const CompactMesh& mesh, MeshAdjTris& result)
     const int* corners = mesh.getTrianglesRaw();
 
     // Sized for every corner; rebuilt smaller only in the rare case of bad indices, since the
-    // member array must hold exactly as many entries as the lists together.
-    ArrayOfSets sets(numVertices, 3 * numTriangles);
+    // member array must hold exactly as many entries as the lists together. The members are
+    // not zeroed first: the scatter writes every one of them.
+    ArrayOfSets sets(numVertices, 3 * numTriangles, ArrayOfSets::Unfilled{});
     if (numVertices > 0)
     {
         int* offsets = sets.getOffsets();
+        std::fill(offsets, offsets + numVertices + 1, 0);
         const int skipped = countCorners(corners, numTriangles, numVertices, offsets);
         if (skipped > 0)
         {
-            ArrayOfSets exact(numVertices, 3 * (numTriangles - skipped));
+            ArrayOfSets exact(numVertices, 3 * (numTriangles - skipped), ArrayOfSets::Unfilled{});
             std::memcpy(exact.getOffsets(), offsets, sizeof(int) * (numVertices + 1u));
             sets.swap(exact);
             offsets = sets.getOffsets();

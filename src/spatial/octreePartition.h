@@ -10,6 +10,7 @@
 #include <oxLinear/Point.h>
 #include <oxUtil/ThreadedAlg.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -281,9 +282,11 @@ public:
             counts.coherentHits += hits;
         counts.numPairs = static_cast<int>(total);
 
-        ArrayOfSets result(numLeaves, counts.numPairs);
+        // Every member is written by the scatter below, so only the offsets are zeroed.
+        ArrayOfSets result(numLeaves, counts.numPairs, ArrayOfSets::Unfilled{});
         int* offsets = result.getOffsets();
         int* data = result.getData();
+        std::fill(offsets, offsets + numLeaves + 1, 0);
         for (const std::vector<VoxelPair>& slot : m_pairs)
             for (const VoxelPair& pair : slot)
                 ++offsets[pair.leaf + 1];

@@ -2,10 +2,44 @@
 // A compressed array of integer sets: one flat member array and an offset table,
 // so that a relation such as vertex -> triangles costs two allocations in all.
 
+#include <memory>
+#include <new>
+#include <utility>
 #include <vector>
 
 namespace oxGeom
 {
+namespace detail
+{
+/// The standard allocator, except that growing a vector default-initialises the
+/// new elements: for ints that means they are left unwritten, so a builder that
+/// writes every entry itself does not pay for a zero fill first.
+template <class T>
+struct DefaultInitAllocator : std::allocator<T>
+{
+    template <class U>
+    struct rebind
+    {
+        using other = DefaultInitAllocator<U>;
+    };
+    DefaultInitAllocator() = default;
+    template <class U>
+    DefaultInitAllocator(const DefaultInitAllocator<U>&) noexcept
+    {
+    }
+    template <class U>
+    void construct(U* p) noexcept
+    {
+        ::new (static_cast<void*>(p)) U;
+    }
+    template <class U, class... Args>
+    void construct(U* p, Args&&... args)
+    {
+        ::new (static_cast<void*>(p)) U(std::forward<Args>(args)...);
+    }
+};
+}  // namespace detail
+
 /// `getNumSets()` sets of ints, set s being the run
 /// `getData()[getOffsets()[s] .. getOffsets()[s + 1])`.
 ///
@@ -24,6 +58,17 @@ public:
     /// builder that fills getOffsets() (ascending, last entry = totalSize) and
     /// getData() itself. Negative sizes are taken as 0. Cost O(numSets + totalSize).
     ArrayOfSets(int numSets, int totalSize);
+
+    /// Tag of the constructor for builders that write every entry themselves.
+    struct Unfilled
+    {
+    };
+    /// Like ArrayOfSets(numSets, totalSize), but both arrays are left unwritten:
+    /// the builder must write all getNumSets() + 1 offsets and every member before
+    /// the sets are read, compared or copied. Large arrays are then first touched
+    /// by the builder's own writes (possibly from several threads), not by a
+    /// zero fill. Cost O(1) besides the allocation.
+    ArrayOfSets(int numSets, int totalSize, Unfilled);
 
     ArrayOfSets(const ArrayOfSets&) = default;
     ArrayOfSets(ArrayOfSets&&) noexcept = default;
@@ -87,8 +132,9 @@ private:
 
     // Empty while there are no sets (a moved-from object is then still valid);
     // otherwise numSets + 1 entries.
-    std::vector<int> m_offsets;
-    std::vector<int> m_data;
+    using IntArray = std::vector<int, detail::DefaultInitAllocator<int>>;
+    IntArray m_offsets;
+    IntArray m_data;
 };
 
 inline void swap(ArrayOfSets& a, ArrayOfSets& b) noexcept

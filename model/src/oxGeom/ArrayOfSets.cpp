@@ -15,12 +15,13 @@ std::size_t toSize(int n)
     return static_cast<std::size_t>(std::max(n, 0));
 }
 
+using IntArray = std::vector<int, detail::DefaultInitAllocator<int>>;
+
 // Fills `offsets` and `data` with `numSets` sets from the (set, member) pairs
 // that `forEachPair(emit)` produces by calling emit(set, member); it is called
 // twice and must produce the same pairs both times. Out-of-range sets are skipped.
 template <class ForEachPair>
-void buildSets(int numSets, ForEachPair forEachPair, std::vector<int>& offsets,
-               std::vector<int>& data)
+void buildSets(int numSets, ForEachPair forEachPair, IntArray& offsets, IntArray& data)
 {
     const std::size_t setCount = toSize(numSets);
     offsets.assign(setCount > 0 ? setCount + 1 : 0, 0);
@@ -34,7 +35,9 @@ void buildSets(int numSets, ForEachPair forEachPair, std::vector<int>& offsets,
         });
     for (std::size_t s = 1; s < offsets.size(); ++s)
         offsets[s] += offsets[s - 1];
-    data.assign(offsets.empty() ? 0 : toSize(offsets.back()), 0);
+    // Every entry is written by the scatter below: no zero fill first.
+    data.clear();
+    data.resize(offsets.empty() ? 0 : toSize(offsets.back()));
 
     // Scatter in pair order from each set's start: that keeps the sort stable.
     std::vector<int> fill(offsets.begin(), offsets.empty() ? offsets.end() : offsets.end() - 1);
@@ -49,6 +52,11 @@ void buildSets(int numSets, ForEachPair forEachPair, std::vector<int>& offsets,
 
 ArrayOfSets::ArrayOfSets(int numSets, int totalSize)
     : m_offsets(numSets > 0 ? toSize(numSets) + 1 : 0, 0), m_data(toSize(totalSize), 0)
+{
+}
+
+ArrayOfSets::ArrayOfSets(int numSets, int totalSize, Unfilled)
+    : m_offsets(numSets > 0 ? toSize(numSets) + 1 : 0), m_data(toSize(totalSize))
 {
 }
 

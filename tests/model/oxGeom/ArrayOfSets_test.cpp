@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <vector>
 
@@ -63,10 +64,15 @@ TEST(ArrayOfSets, pairsAndInverseMatchBruteForceKeepingOrder)
     EXPECT_EQ(ArrayOfSets(-2, -5).getNumSets(), 0);
 }
 
-TEST(ArrayOfSets, sizedConstructorIsFilledThroughRawArrays)
+TEST(ArrayOfSets, sizedConstructorsAreFilledThroughRawArrays)
 {
-    ArrayOfSets sets(3, 6);
-    EXPECT_EQ(sets.getSetSize(2), 0);
+    ArrayOfSets zeroed(3, 6);
+    EXPECT_EQ(zeroed.getSetSize(2), 0);
+    EXPECT_EQ(std::count(zeroed.getData(), zeroed.getData() + 6, 0), 6);
+
+    ArrayOfSets sets(3, 6, ArrayOfSets::Unfilled{});
+    ASSERT_EQ(sets.getNumSets(), 3);
+    ASSERT_EQ(sets.getTotalSize(), 6);
     const int offsets[] = {0, 2, 2, 6};
     std::copy(offsets, offsets + 4, sets.getOffsets());
     for (int k = 0; k < 6; ++k)
