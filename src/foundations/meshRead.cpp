@@ -4,6 +4,8 @@
 
 #include <oxGeom/meshRead.h>
 
+#include <oxGeom/MeshModification.h>
+
 #include <algorithm>
 #include <charconv>
 #include <climits>
@@ -352,8 +354,11 @@ bool meshRead(CompactMesh& mesh, const oxOS::Filename& file, std::string* error)
     result.copyVertices(numVertices, xyz.data());
     result.copyTriangles(numFaces, indices.data());
     // Copy assignment rather than a swap: the mesh keeps its array allocator and listeners,
-    // and all its previous contents are replaced in this one step.
+    // and all its previous contents are replaced in this one step. The listeners (caches
+    // holding tables of the old contents) are then told that everything changed.
     mesh = result;
+    MeshModification modification(&mesh, MeshModification::Topology);
+    mesh.modified(modification);
     return true;
 }
 

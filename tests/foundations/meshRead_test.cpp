@@ -3,6 +3,7 @@
 // counts and indices, absurd headers), which must change nothing and say why in one line.
 // The process locale must not matter.
 
+#include <oxGeom/MeshCache.h>
 #include <oxGeom/meshRead.h>
 #include <oxGeom/meshWrite.h>
 
@@ -115,8 +116,13 @@ TEST(meshRead, compactRoundTripKeepsFloatsExactlyAndDropsOtherChannels)
     CompactMesh read = sentinel();
     ox::Reference<fixtures::CountingAllocator> allocator(new fixtures::CountingAllocator);
     read.setArrayAllocator(allocator);
+    oxGeom::SimpleMeshCache cache;
+    const ox::Reference<oxGeom::MeshAdjTris> before = cache.getAdjTris(read);
     ASSERT_TRUE(oxGeom::meshRead(read, file.path));
     expectSameMesh(read, mesh);  // the sentinel's normals and selected triangle are gone too
+    // The cache heard of the new contents: its table is rebuilt for them.
+    EXPECT_EQ(before->getNumVertices(), 4);
+    EXPECT_EQ(cache.getAdjTris(read)->getNumVertices(), 200);
     EXPECT_EQ(read.getUVs(), nullptr);
     // One assignment into the mesh: its allocator hook stays and holds the new arrays.
     EXPECT_EQ(read.getArrayAllocator().get(), allocator.get());
