@@ -50,6 +50,7 @@
 #include <oxGeom/TopoMesh.h>
 #include <oxGeom/debugChannel.h>
 
+#include <oxGeom/Hammersley.h>
 #include <oxGeom/MeshCache.h>
 #include <oxGeom/OctreeIterators.h>
 #include <oxGeom/Ray.h>
@@ -63,3 +64,4 @@
 #include <oxGeom/meshRead.h>
 #include <oxGeom/meshTransform.h>
 #include <oxGeom/meshWrite.h>
+#include <oxGeom/sampling.h>
