@@ -1,9 +1,11 @@
 #pragma once
 // A single ray with the values its box tests need precomputed (reciprocal
 // direction, near and far box coordinates per axis), and the record of the
-// nearest triangle hit found along it.
+// nearest triangle hit found along it; the ray-triangle tests and the
+// process-wide back-face cull distance they share.
 
 #include <oxGeom/BoundingBox.h>
+#include <oxGeom/MeshElements.h>
 #include <oxLinear/Point.h>
 
 namespace oxGeom
@@ -53,6 +55,19 @@ public:
     /// Inputs: a box (the empty box is never hit), the parameter range.
     bool intersects(const BoundingBox& box, float tmin, float tmax) const;
 
+    /// Triangle test: intersectRayTriangle with this ray's direction and origin.
+    /// A hit counts only when its parameter t > oxLinear::epsilonTolFlt; a
+    /// counted hit nearer than the recorded one (strictly smaller t) replaces
+    /// the record (t, u, v).
+    /// Inputs: `triangle` (three vertex indices), `vertices` (the mesh's vertex
+    /// array). Output: true for every counted hit, nearer or not, so a caller
+    /// can count crossings and read the nearest from the record.
+    /// Precondition: the three indices are valid in `vertices`.
+    /// Degenerate: a triangle whose |det| <= 1e-6 (flat seen from the ray,
+    /// zero area) is never hit.
+    /// Thread safety: writes the ray's record; one thread per ray. O(1).
+    bool intersects(const MeshTriangle& triangle, const MeshVertex* const vertices) const;
+
     /// The nearest hit recorded so far: ray parameter and barycentric u, v.
     double triIntersectionRayParam() const { return m_t; }
     double triIntersectionBaryU() const { return m_u; }
@@ -75,4 +90,50 @@ private:
     mutable double m_u;
     mutable double m_v;
 };
+
+/// Two-sided ray-triangle test (Moeller-Trumbore), in double precision with the
+/// float origin and corners widened.
+///
+/// Inputs: `dir` (3 doubles, any non-zero length; t is measured in multiples
+/// of it), `orig`, `a`, `b`, `c` (3 floats each).
+/// Outputs: on a hit, `t` (ray parameter) and the barycentric `u` (weight of
+/// b) and `v` (weight of c), so the point is orig + t dir = (1-u-v) a + u b +
+/// v c. On a miss t, u and v are left unchanged.
+/// Rule: det = (b - a) . (dir x (c - a)). det > 1e-6 is a front face (seen
+/// counter-clockwise from the origin side), det < -1e-6 a back face, anything
+/// between (ray parallel to the plane, degenerate triangle) misses. The
+/// barycentric bounds are closed (u >= 0, v >= 0, u + v <= 1), so edges and
+/// corners hit. A front face is accepted for any t, also behind the origin;
+/// a back face only when t >= getBackfaceCullDistance().
+/// Thread safety: reads the process-wide cull distance (relaxed atomic load);
+/// otherwise pure. O(1).
+bool intersectRayTriangle(const double* const dir, const float* const orig, const float* const a,
+                          const float* const b, const float* const c, double& t, double& u,
+                          double& v);
+
+/// One-sided form of intersectRayTriangle: only front faces (det > 1e-6) are
+/// tested, back faces and parallel rays miss at once, and a front-face hit is
+/// returned whatever its t (also behind the origin). Does not read the cull
+/// distance. Inputs, outputs and cost as intersectRayTriangle.
+bool intersectRayTriangleCull(const double* const dir, const float* const orig,
+                              const float* const a, const float* const b, const float* const c,
+                              double& t, double& u, double& v);
+
+/// Convenience form: true when intersectRayTriangle hits and the hit lies in
+/// front of the origin, t > oxLinear::epsilonTol.
+/// Inputs: the direction (doubles), origin and corners (floats).
+/// Thread safety and cost as intersectRayTriangle.
+bool intersectRayTriangle(const oxLinear::Vector& dir, const oxLinear::PointFlt& orig,
+                          const oxLinear::PointFlt& a, const oxLinear::PointFlt& b,
+                          const oxLinear::PointFlt& c);
+
+/// Sets the process-wide back-face cull distance: the smallest ray parameter
+/// at which intersectRayTriangle accepts a back-face hit (initially 1e-6).
+/// Thread safety: the value is a std::atomic<double> written and read with
+/// relaxed ordering, so concurrent calls are free of data races; a change is
+/// not ordered with other memory, so set it before starting the threaded work
+/// that should see it. O(1).
+void setBackfaceCullDistance(double distance);
+/// The current back-face cull distance (relaxed atomic load). O(1).
+double getBackfaceCullDistance();
 }  // namespace oxGeom

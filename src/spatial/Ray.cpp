@@ -1,10 +1,12 @@
 // Ray: the per-ray constants of the slab test (float reciprocals, near and far
 // box coordinates per axis, chosen once by the direction's signs) and the
-// record of the nearest triangle hit.
+// record of the nearest triangle hit, which the triangle test keeps.
 // Based on: Williams, Barrus, Morley and Shirley, "An Efficient and Robust
 // Ray-Box Intersection Algorithm" (2005).
 
 #include <oxGeom/Ray.h>
+
+#include <oxLinear/Tolerance.h>
 
 #include <cfloat>
 
@@ -58,6 +60,19 @@ bool Ray::intersects(const BoundingBox& box, float tmin, float tmax) const
             t1 = a1;
     }
     return t0 < tmax && t1 > tmin;
+}
+
+bool Ray::intersects(const MeshTriangle& triangle, const MeshVertex* const vertices) const
+{
+    double t, u, v;
+    if (!intersectRayTriangle(m_direction->data(), m_origin->data(), vertices[triangle[0]].v,
+                              vertices[triangle[1]].v, vertices[triangle[2]].v, t, u, v))
+        return false;
+    // Hits at the origin itself are the surface a ray was cast from.
+    if (!(t > double(oxLinear::epsilonTolFlt)))
+        return false;
+    recordIntersection(t, u, v);
+    return true;
 }
 
 bool Ray::recordIntersection(double t, double u, double v) const

@@ -132,3 +132,45 @@ TEST(Ray, recordIntersectionKeepsTheNearest)
     EXPECT_EQ(ray.triIntersectionBaryU(), 0.0);
     EXPECT_EQ(copy.triIntersectionRayParam(), -1.0);
 }
+
+TEST(Ray, triangleTestKeepsTheNearestAndCountsEveryHit)
+{
+    // Copies of one triangle (front faces seen from above) stacked along a ray
+    // cast down from z = 5, plus one off to the side:
+    //
+    //   z=6  ----      behind the origin: not counted
+    //   z=5  ----      through the origin (t = 0): not counted
+    //   z=3  ----      t = 2, the nearest
+    //   z=2  ----      t = 3
+    //   z=1  ----      t = 4
+    const oxGeom::MeshVertex vertices[] = {
+        {{0, 0, 3}}, {{1, 0, 3}}, {{0, 1, 3}}, {{0, 0, 1}}, {{1, 0, 1}}, {{0, 1, 1}},
+        {{0, 0, 2}}, {{1, 0, 2}}, {{0, 1, 2}}, {{0, 0, 6}}, {{1, 0, 6}}, {{0, 1, 6}},
+        {{5, 0, 2}}, {{6, 0, 2}}, {{5, 1, 2}}, {{0, 0, 5}}, {{1, 0, 5}}, {{0, 1, 5}}};
+    const oxGeom::MeshTriangle z3{{0, 1, 2}}, z1{{3, 4, 5}}, z2{{6, 7, 8}}, z6{{9, 10, 11}},
+        aside{{12, 13, 14}}, atOrigin{{15, 16, 17}};
+    const PointFlt origin(0.25f, 0.5f, 5.0f);
+    const Vector down(0, 0, -1);
+    const Ray ray(origin, down);
+    EXPECT_TRUE(ray.intersects(z1, vertices));
+    EXPECT_EQ(ray.triIntersectionRayParam(), 4.0);
+    EXPECT_TRUE(ray.intersects(z3, vertices));
+    EXPECT_EQ(ray.triIntersectionRayParam(), 2.0);
+    EXPECT_TRUE(ray.intersects(z2, vertices));  // farther: counted, record kept
+    EXPECT_EQ(ray.triIntersectionRayParam(), 2.0);
+    EXPECT_EQ(ray.triIntersectionBaryU(), 0.25);
+    EXPECT_EQ(ray.triIntersectionBaryV(), 0.5);
+    // A front face behind the origin is reported by the raw test with t < 0,
+    // and a face through the origin at t = 0: neither counts for the ray.
+    EXPECT_FALSE(ray.intersects(z6, vertices));
+    EXPECT_FALSE(ray.intersects(atOrigin, vertices));
+    EXPECT_FALSE(ray.intersects(aside, vertices));
+    EXPECT_EQ(ray.triIntersectionRayParam(), 2.0);
+    // Cast up from below, every face is a back face: counted from t >= 1e-6 on.
+    const PointFlt low(0.25f, 0.5f, 0.0f);
+    const Vector up(0, 0, 1);
+    const Ray upRay(low, up);
+    EXPECT_TRUE(upRay.intersects(z2, vertices));
+    EXPECT_TRUE(upRay.intersects(z1, vertices));
+    EXPECT_EQ(upRay.triIntersectionRayParam(), 1.0);
+}
