@@ -1,6 +1,10 @@
 #include <oxGeom/Ray.h>
 
+#include <oxGeom/OctreeIterators.h>
+
+#include "support/meshes.h"
 #include "support/octreeOracle.h"
+#include "support/rayQueryScene.h"
 
 #include <gtest/gtest.h>
 
@@ -173,4 +177,61 @@ TEST(Ray, triangleTestKeepsTheNearestAndCountsEveryHit)
     EXPECT_TRUE(upRay.intersects(z2, vertices));
     EXPECT_TRUE(upRay.intersects(z1, vertices));
     EXPECT_EQ(upRay.triIntersectionRayParam(), 1.0);
+}
+
+TEST(Ray, octreeWalkFindsTheBruteForceNearestHit)
+{
+    // Every leaf the ray meets, every triangle listed there: the recorded hit
+    // must be the nearest over all triangles, although each is tried in
+    // several leaves and the leaves come in walk order.
+    struct Case
+    {
+        const char* name;
+        oxGeom::CompactMesh mesh;
+        float low, high;  // origins are drawn in this cube
+    };
+    Case cases[] = {{"icosphere", fixtures::icosphere(3, 1.0f), -1.5f, 1.5f},
+                    {"soup", fixtures::randomMesh(5, 300, 600), -0.5f, 1.5f}};
+    std::mt19937 rng(99);
+    for (Case& c : cases)
+    {
+        const testsupport::RayQueryScene scene(std::move(c.mesh));
+        const oxGeom::MeshVertex* vertices = scene.mesh.getVertices();
+        const oxGeom::MeshTriangle* triangles = scene.mesh.getTriangles();
+        int hits = 0;
+        for (int i = 0; i < 300; ++i)
+        {
+            const PointFlt origin(testsupport::uniform(rng, c.low, c.high),
+                                  testsupport::uniform(rng, c.low, c.high),
+                                  testsupport::uniform(rng, c.low, c.high));
+            Vector direction(testsupport::uniform(rng, -1, 1), testsupport::uniform(rng, -1, 1),
+                             testsupport::uniform(rng, -1, 1));
+            if (i % 3 != 0)  // aimed at the middle of the mesh, otherwise any way
+                direction =
+                    Vector(0.5 * (c.low + c.high) - origin[0], 0.5 * (c.low + c.high) - origin[1],
+                           0.5 * (c.low + c.high) - origin[2]) +
+                    0.3 * direction;
+            double bestT = 3.4028234663852886e38;
+            for (int t = 0; t < scene.mesh.getNumTriangles(); ++t)
+            {
+                double hitT, u, v;
+                const oxGeom::MeshTriangle& tri = triangles[t];
+                if (oxGeom::intersectRayTriangle(direction.data(), origin.data(),
+                                                 vertices[tri[0]].v, vertices[tri[1]].v,
+                                                 vertices[tri[2]].v, hitT, u, v) &&
+                    hitT > 1e-6 && hitT < bestT)
+                    bestT = hitT;
+            }
+            const Ray ray(origin, direction);
+            for (oxGeom::OctreeRayIntersectIt it(scene.octree, ray); it.valid(); it.next())
+            {
+                const int leaf = it.get().getLeafNumber();
+                for (int k = 0; k < scene.tris.numTris(leaf); ++k)
+                    ray.intersects(triangles[scene.tris.firstTri(leaf)[k]], vertices);
+            }
+            ASSERT_EQ(ray.triIntersectionRayParam(), bestT) << c.name << " ray " << i;
+            hits += bestT < 1e30;
+        }
+        EXPECT_GT(hits, 100) << c.name;
+    }
 }
