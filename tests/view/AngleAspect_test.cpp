@@ -75,6 +75,8 @@ TEST(AngleAspect, matrixMapsTheViewVolumeToTheUnitCube)
     const double far = (Point(0, 0, -1e12) * infinite)[2];
     EXPECT_LT(far, 1.0 - e * 0.99);
     EXPECT_GT(far, 1.0 - e * 1.01);
+    EXPECT_NEAR(oxGeom::getVerticalAngleRadians(finite), lens.getAngleOfViewRad(), 1e-15);
+    EXPECT_EQ(oxGeom::getVerticalAngleRadians(ProjMatrix(0.0)), oxLinear::pi);  // m11 = 0
 }
 
 TEST(AngleAspect, equalityUsesDegreeTolOnTheAngle)
