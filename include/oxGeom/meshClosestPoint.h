@@ -90,23 +90,31 @@ private:
 ///
 /// Inputs: `mesh` (V vertices, T triangles); `octree` over the mesh's vertices (the leaves'
 /// point ranges name the vertices); `adj`, the mesh's meshAdjTris table; the point `p`;
-/// `searchRadius`, at least the mesh's longest edge (meshLongestEdge): leaves nearer than
-/// searchRadius / sqrt(2) are always visited, since a triangle's nearest point can lie farther
-/// from `p` than its corners' leaves; `maxDist2`, the squared distance below which points count;
-/// `vertexBoxes`, may be null, else V boxes, box v enclosing every triangle adjacent to v
-/// (without it the box is built from the adjacent triangles' corners on the fly).
+/// `searchRadius`, normally the mesh's longest edge (meshLongestEdge); `maxDist2`, the squared
+/// distance below which points count; `vertexBoxes`, may be null, else V boxes, box v enclosing
+/// every triangle adjacent to v (without it the box is built from the adjacent triangles'
+/// corners on the fly).
 /// Output: returns the distance (not squared); `*out`, when given, receives the coordinate of
 /// each better candidate as it is found, so it ends on the nearest one.
-/// A vertex's triangles are examined only when its box is nearer than the best so far; a
-/// candidate replaces the best only when strictly nearer.
+/// Search: leaves are taken nearest first; those nearer than searchRadius / sqrt(2) are always
+/// visited, later ones only while nearer than the best distance found. A vertex's triangles are
+/// projected only when the box round them is nearer than the best so far; a candidate replaces
+/// the best only when strictly nearer.
+/// Exactness: the answer is the nearest point whenever a corner of the nearest triangle lies in
+/// a visited leaf. Every point of a triangle lies within searchRadius / sqrt(3) of one of its
+/// corners, so this always holds for queries within 0.12 searchRadius of the surface; a query
+/// farther out can, in rare layouts (a large triangle whose corners are all farther than a
+/// nearby small one), get the small triangle's point. Use MeshClosestPoint where exactness
+/// matters for every query.
 /// Preconditions: `adj` and `octree` were built from `mesh`.
 /// Empty or degenerate input: nothing found (an empty mesh, or `maxDist2` at or below every
-/// candidate, e.g. 0) returns sqrt(maxDist2) and leaves `*out` untouched. Triangles without
-/// area are skipped; octree points and table entries outside the mesh are skipped.
-/// Thread safety: all state is local (two mark arrays of V and T stamps allocated per call);
-/// any number of threads may call it on the same mesh, octree and table.
-/// Cost: O(V + T) to allocate the marks, plus the leaves within the search radius and the
-/// adjacent triangles of their vertices. For many queries use MeshClosestPoint.
+/// candidate, e.g. 0) returns sqrt(maxDist2) and leaves `*out` untouched; a negative or NaN
+/// `maxDist2` is taken as 0. Triangles without area are skipped; octree points and table
+/// entries outside the mesh are skipped.
+/// Thread safety: all state is local (visit marks for V vertices and T triangles, allocated per
+/// call); any number of threads may call it on the same mesh, octree and table.
+/// Cost: O((V + T) / 32) to clear the marks, plus the leaves visited and the adjacent triangles
+/// of their vertices. For many queries use MeshClosestPoint.
 double meshClosestPoint(const CompactMesh& mesh, const Octree& octree, const MeshAdjTris& adj,
                         const oxLinear::Point& p, double searchRadius, double maxDist2,
                         const BoundingBox* vertexBoxes, MeshCoord* out);
