@@ -16,7 +16,7 @@
 
 #include <algorithm>
 #include <array>
-#include <random>
+#include <numeric>
 #include <vector>
 
 using oxGeom::CompactMesh;
@@ -76,32 +76,22 @@ std::vector<Triangle> flippedAll(std::vector<Triangle> triangles)
     return triangles;
 }
 
-// Gives `mesh` strips and fans of the given lengths over distinct random points.
+// Strips, then fans, of the given lengths over consecutive vertex indices.
 void addStripsAndFans(CompactMesh& mesh, const std::vector<int>& strips,
-                      const std::vector<int>& fans, std::uint32_t seed)
+                      const std::vector<int>& fans)
 {
-    std::mt19937 random(seed);
-    auto fill = [&](int* lengths, int* points, const std::vector<int>& runs)
+    int next = 0;
+    auto fill = [&](const std::vector<int>& runs, int* lengths, int* points)
     {
-        int offset = 0;
-        for (std::size_t r = 0; r < runs.size(); ++r)
-        {
-            lengths[r] = runs[r];
-            for (int k = 0; k < runs[r]; ++k)
-                points[offset++] = static_cast<int>(r) * 100 + k * 7 + int(random() % 7);
-        }
-        return offset;
+        std::copy(runs.begin(), runs.end(), lengths);
+        for (int n : runs)
+            for (int k = 0; k < n; ++k)
+                *points++ = next++;
     };
-    int total = 0;
-    for (int n : strips)
-        total += n;
-    mesh.resizeTriStripArrays(static_cast<int>(strips.size()), total);
-    fill(mesh.getTriStripLengths(), mesh.getTriStripPoints(), strips);
-    total = 0;
-    for (int n : fans)
-        total += n;
-    mesh.resizeTriFanArrays(static_cast<int>(fans.size()), total);
-    fill(mesh.getTriFanLengths(), mesh.getTriFanPoints(), fans);
+    mesh.resizeTriStripArrays(int(strips.size()), std::accumulate(strips.begin(), strips.end(), 0));
+    fill(strips, mesh.getTriStripLengths(), mesh.getTriStripPoints());
+    mesh.resizeTriFanArrays(int(fans.size()), std::accumulate(fans.begin(), fans.end(), 0));
+    fill(fans, mesh.getTriFanLengths(), mesh.getTriFanPoints());
 }
 
 std::vector<int> stripPoints(const CompactMesh& mesh)
@@ -120,7 +110,7 @@ TEST(meshReverseWinding, everyPrimitiveFlipsAndTwiceRestores)
 {
     CompactMesh mesh = fixtures::randomMesh(21, 500, 300);
     testsupport::addEveryChannel(mesh, 6);
-    addStripsAndFans(mesh, {3, 4, 5, 9, 4, 1}, {3, 6, 2}, 17);
+    addStripsAndFans(mesh, {3, 4, 5, 9, 4, 1}, {3, 6, 2});
     const CompactMesh before = mesh;
     const std::vector<Triangle> primitives = stripAndFanTriangles(before);
 
@@ -136,12 +126,6 @@ TEST(meshReverseWinding, everyPrimitiveFlipsAndTwiceRestores)
         EXPECT_EQ(mesh.getTriangles()[t][2], before.getTriangles()[t][2]);
     }
     EXPECT_EQ(stripAndFanTriangles(mesh), flippedAll(primitives));
-    // Odd strips reverse end to end, 4-point strips swap their middle points.
-    EXPECT_EQ(std::vector<int>(mesh.getTriStripPoints(), mesh.getTriStripPoints() + 3),
-              (std::vector<int>{before.getTriStripPoints()[2], before.getTriStripPoints()[1],
-                                before.getTriStripPoints()[0]}));
-    EXPECT_EQ(mesh.getTriStripPoints()[4], before.getTriStripPoints()[5]);
-    EXPECT_EQ(mesh.getTriFanPoints()[0], before.getTriFanPoints()[0]);
     const int nv = 3 * mesh.getNumVertices(), nt = 3 * mesh.getNumTriangles();
     for (int i = 0; i < nv; ++i)
         ASSERT_EQ(mesh.getNormalsRaw()[i], -before.getNormalsRaw()[i]);
@@ -168,7 +152,7 @@ TEST(meshReverseWinding, evenStripsAreRebuiltIntoValidFlippedStrips)
 {
     CompactMesh mesh;
     mesh.resizeVertexArray(1000);
-    addStripsAndFans(mesh, {6, 3, 4, 8, 2, 5, 10}, {}, 23);
+    addStripsAndFans(mesh, {6, 3, 4, 8, 2, 5, 10}, {});
     const std::vector<Triangle> primitives = stripAndFanTriangles(mesh);
     const int numPolys = mesh.getNumPolys();
 
