@@ -84,6 +84,7 @@ TEST(RayTracer, nearestModeMatchesBruteForceOverAllTriangles)
     {
         RayTracer tracer(scene->octree, scene->tris, &scene->mesh);
         tracer.setFindNearestHit(true);
+        const testsupport::BruteForce bruteForce(scene->mesh);
         int hits = 0;
         const int rays = 1500 / testsupport::sanitizerRayDivisor;
         for (int r = 0; r < rays; ++r)
@@ -108,7 +109,7 @@ TEST(RayTracer, nearestModeMatchesBruteForceOverAllTriangles)
                 EXPECT_EQ(single.triIntersectionRayParam(), expected.t);
             }
             // And an independent double-precision oracle agrees.
-            const auto candidates = testsupport::classifyAll(scene->mesh, origin, d, 1e-6);
+            const auto candidates = bruteForce.classify(origin, d, 1e-6);
             EXPECT_EQ(testsupport::judgeNearest(candidates, tracer.intersectionTriangle(),
                                                 tracer.intersectionDist(), 1e-9),
                       "")

@@ -108,12 +108,13 @@ enum class Verdict
 
 /// One triangle against one ray, in double precision: the two-sided test with closed
 /// barycentric bounds, |det| > 1e-6, front faces from t > epsilonTolFlt and back faces from
-/// t >= `cullDistance`. `t` receives the hit parameter (set whenever det is not zero).
+/// t >= `cullDistance`. `t` receives the hit parameter and `tBand` the reach of float rounding
+/// in it (both set whenever the triangle is not a plain miss).
 /// Everything within the reach of single-precision rounding of a limit is Optional; the reach
 /// grows with the distance of the origin from the triangle relative to its size and with the
 /// grazing of the ray, as the error of a float evaluation does.
 inline Verdict classifyTriangle(const double* d, const float* o, const float* a, const float* b,
-                                const float* c, double cullDistance, double& t)
+                                const float* c, double cullDistance, double& t, double& tBand)
 {
     double e1[3], e2[3], s[3];
     for (int k = 0; k < 3; ++k)
@@ -138,7 +139,7 @@ inline Verdict classifyTriangle(const double* d, const float* o, const float* a,
     t = dot3(e2, q) / det;
     const double reach = (norm3(s) + edge) * edge * dLength / std::fabs(det);
     const double baryBand = 1e-5 + 64.0 * floatEps * reach;
-    const double tBand = 64.0 * floatEps * reach * (norm3(s) + edge) / dLength + 1e-12;
+    tBand = 64.0 * floatEps * reach * (norm3(s) + edge) / dLength + 1e-12;
     const double margin = std::min(std::min(u, v), 1.0 - u - v);
     if (margin < -baryBand)
         return Verdict::Miss;
@@ -156,57 +157,110 @@ struct Candidate
     int triangle;
     Verdict verdict;
     double t;
+    double tBand;
 };
 
-inline std::vector<Candidate> classifyAll(const oxGeom::CompactMesh& mesh,
-                                          const oxLinear::PointFlt& origin,
-                                          const oxLinear::Vector& direction, double cullDistance)
+/// Brute force over every triangle of a mesh, with a bounding ball per triangle to skip at
+/// once the triangles a ray's line passes far from (the ball is grown by a thousandth of its
+/// radius, beyond the reach of any optional verdict).
+class BruteForce
 {
-    std::vector<Candidate> candidates;
-    const oxGeom::MeshVertex* v = mesh.getVertices();
-    for (int i = 0; i < mesh.getNumTriangles(); ++i)
+public:
+    explicit BruteForce(const oxGeom::CompactMesh& mesh) : m_mesh(mesh)
     {
-        const oxGeom::MeshTriangle& tri = mesh.getTriangles()[i];
-        double t = 0.0;
-        const Verdict verdict = classifyTriangle(direction.data(), origin.data(), v[tri[0]].v,
-                                                 v[tri[1]].v, v[tri[2]].v, cullDistance, t);
-        if (verdict != Verdict::Miss)
-            candidates.push_back({i, verdict, t});
+        const oxGeom::MeshVertex* v = mesh.getVertices();
+        for (int i = 0; i < mesh.getNumTriangles(); ++i)
+        {
+            const oxGeom::MeshTriangle& tri = mesh.getTriangles()[i];
+            Ball ball{{0.0, 0.0, 0.0}, 0.0};
+            for (int corner = 0; corner < 3; ++corner)
+                for (int k = 0; k < 3; ++k)
+                    ball.centre[k] += v[tri[corner]][k] / 3.0;
+            for (int corner = 0; corner < 3; ++corner)
+            {
+                double r2 = 0.0;
+                for (int k = 0; k < 3; ++k)
+                    r2 +=
+                        (v[tri[corner]][k] - ball.centre[k]) * (v[tri[corner]][k] - ball.centre[k]);
+                ball.radius2 = std::max(ball.radius2, r2);
+            }
+            ball.radius2 *= 1.002 * 1.002;
+            ball.radius2 += 1e-12;
+            m_balls.push_back(ball);
+        }
     }
-    return candidates;
-}
+
+    /// Every triangle that the ray may hit, with its verdict, parameter and band.
+    std::vector<Candidate> classify(const oxLinear::PointFlt& origin,
+                                    const oxLinear::Vector& direction, double cullDistance) const
+    {
+        std::vector<Candidate> candidates;
+        const oxGeom::MeshVertex* v = m_mesh.getVertices();
+        const double d[3] = {direction[0], direction[1], direction[2]};
+        const double d2 = d[0] * d[0] + d[1] * d[1] + d[2] * d[2];
+        for (std::size_t i = 0; i < m_balls.size(); ++i)
+        {
+            const Ball& ball = m_balls[i];
+            const double w[3] = {ball.centre[0] - origin[0], ball.centre[1] - origin[1],
+                                 ball.centre[2] - origin[2]};
+            const double along = w[0] * d[0] + w[1] * d[1] + w[2] * d[2];
+            const double w2 = w[0] * w[0] + w[1] * w[1] + w[2] * w[2];
+            if (w2 - along * along / d2 > ball.radius2)
+                continue;
+            const oxGeom::MeshTriangle& tri = m_mesh.getTriangles()[i];
+            double t = 0.0, tBand = 0.0;
+            const Verdict verdict = classifyTriangle(d, origin.data(), v[tri[0]].v, v[tri[1]].v,
+                                                     v[tri[2]].v, cullDistance, t, tBand);
+            if (verdict != Verdict::Miss)
+                candidates.push_back({static_cast<int>(i), verdict, t, tBand});
+        }
+        return candidates;
+    }
+
+private:
+    struct Ball
+    {
+        double centre[3];
+        double radius2;
+    };
+    const oxGeom::CompactMesh& m_mesh;
+    std::vector<Ball> m_balls;
+};
 
 /// Judges a nearest-hit answer (`triangle`, -1 for none, at parameter `t`) against the
 /// candidates: the triangle must be a possible hit whose parameter agrees within `tTolerance`
-/// (relative to max(1, t)), and no sure hit may lie nearer than `t` by more than that. Returns
-/// an empty string when the answer is acceptable, else what is wrong.
+/// (relative to max(1, t)) plus the reach of rounding, and no sure hit may lie nearer than `t`
+/// by more than that. Returns an empty string when the answer is acceptable, else what is
+/// wrong.
 inline std::string judgeNearest(const std::vector<Candidate>& candidates, int triangle, double t,
                                 double tTolerance)
 {
-    double nearestSure = DBL_MAX;
+    const double tolerance = tTolerance * std::max(1.0, std::fabs(t));
+    const Candidate* nearerSure = nullptr;
     const Candidate* claimed = nullptr;
+    bool anySure = false;
     for (const Candidate& c : candidates)
     {
-        if (c.verdict == Verdict::Hit)
-            nearestSure = std::min(nearestSure, c.t);
+        anySure = anySure || c.verdict == Verdict::Hit;
+        if (c.verdict == Verdict::Hit && c.t < t - tolerance - c.tBand)
+            nearerSure = &c;
         if (c.triangle == triangle)
             claimed = &c;
     }
     std::ostringstream problem;
     if (triangle < 0)
     {
-        if (nearestSure != DBL_MAX)
-            problem << "no hit reported, but a sure hit lies at t = " << nearestSure;
+        if (anySure)
+            problem << "no hit reported, but there is a sure hit";
         return problem.str();
     }
-    const double tolerance = tTolerance * std::max(1.0, std::fabs(t));
     if (claimed == nullptr)
         problem << "triangle " << triangle << " reported at t = " << t << " is not hit";
-    else if (std::fabs(claimed->t - t) > tolerance)
+    else if (std::fabs(claimed->t - t) > tolerance + claimed->tBand)
         problem << "triangle " << triangle << " reported at t = " << t << ", hit at " << claimed->t;
-    else if (nearestSure < t - tolerance)
-        problem << "triangle " << triangle << " reported at t = " << t
-                << ", but a sure hit lies nearer, at " << nearestSure;
+    else if (nearerSure != nullptr)
+        problem << "triangle " << triangle << " reported at t = " << t << ", but triangle "
+                << nearerSure->triangle << " is surely hit nearer, at " << nearerSure->t;
     return problem.str();
 }
 

@@ -1,0 +1,87 @@
+// QuadRayTracer: four-ray packets cast into a mesh by walking the octree leaves their live rays
+// meet and testing each listed triangle once per packet (per-triangle visit stamps) with the
+// four-lane test, until every lane has terminated or no leaf is left.
+// Based on: Wald, Slusallek, Benthin and Wagner 2001 (ray packets); Moeller and Trumbore 1997.
+
+#include <oxGeom/QuadRay.h>
+
+#include "QuadLanes.h"
+
+#include <functional>
+
+namespace oxGeom
+{
+QuadRayTracer::QuadRayTracer(const Octree& octree, const OctreeTris& tris, const CompactMesh* mesh)
+    : OctreeQuadRayIntersectIt(octree), m_tris(tris)
+{
+    if (mesh != nullptr)
+    {
+        m_vertices = mesh->getVertices();
+        m_triangles = mesh->getTriangles();
+        m_numTriangles = mesh->getNumTriangles();
+        m_numVertices = mesh->getNumVertices();
+    }
+    m_marks.reset(new std::uint32_t[static_cast<std::size_t>(m_numTriangles)]());
+}
+
+QuadRayTracer::~QuadRayTracer() = default;
+
+void QuadRayTracer::intersect(QuadRay& packet)
+{
+    if (m_numTriangles == 0)
+    {
+        advanceStamp();
+        return;
+    }
+    const unsigned numTriangles = static_cast<unsigned>(m_numTriangles);
+    const unsigned numVertices = static_cast<unsigned>(m_numVertices);
+    const std::uint32_t stamp = m_stamp;
+    std::uint32_t* marks = m_marks.get();
+    for (reset(packet, false); valid() && !packet.allRaysTerminated(); next())
+    {
+        const int leaf = get().getLeafNumber();
+        const int* list = m_tris.firstTri(leaf);
+        const int count = m_tris.numTris(leaf);
+        for (int k = 0; k < count; ++k)
+        {
+            const unsigned index = static_cast<unsigned>(list[k]);
+            if (index >= numTriangles || marks[index] == stamp)
+                continue;
+            marks[index] = stamp;
+            const MeshTriangle& triangle = m_triangles[index];
+            if (static_cast<unsigned>(triangle[0]) >= numVertices ||
+                static_cast<unsigned>(triangle[1]) >= numVertices ||
+                static_cast<unsigned>(triangle[2]) >= numVertices)
+                continue;
+            QuadRayKernels::intersectTriangle(packet, triangle, m_vertices);
+            if (packet.allRaysTerminated())
+                break;
+        }
+    }
+    advanceStamp();
+}
+
+int QuadRayTracer::triangleIndex(const QuadRay& packet, int lane) const
+{
+    const MeshTriangle* triangle = packet.triIntersectionTriangle(lane);
+    // std::less orders pointers into different arrays too (the raw < does not promise to).
+    const std::less<const MeshTriangle*> before;
+    if (triangle == nullptr || m_triangles == nullptr || before(triangle, m_triangles) ||
+        !before(triangle, m_triangles + m_numTriangles))
+        return -1;
+    return static_cast<int>(triangle - m_triangles);
+}
+
+void QuadRayTracer::advanceStamp()
+{
+    // As in RayTracer: 4294967295 is never a stamp; reaching it zeroes every mark and restarts
+    // at 1, so no old mark can equal a new stamp.
+    ++m_stamp;
+    if (m_stamp == 4294967295u)
+    {
+        for (int t = 0; t < m_numTriangles; ++t)
+            m_marks[static_cast<std::size_t>(t)] = 0;
+        m_stamp = 1;
+    }
+}
+}  // namespace oxGeom
