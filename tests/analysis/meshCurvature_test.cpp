@@ -232,7 +232,7 @@ TEST(meshCurvature, quadricPointsOrderPrincipalCurvatures)
     }
 }
 
-TEST(meshCurvature, placementScalesRotatesAndMirrorsAndPlaneIsFlat)
+TEST(meshCurvature, placementScalesRotatesMirrorsAndNormalsSignTheMean)
 {
     const Surface sphere(fixtures::icosphere(3, 1.0f)), plane(fixtures::gridMesh(6, 5));
     const float c = std::cos(0.7f), s = std::sin(0.7f), k = 2.5f;
@@ -251,6 +251,23 @@ TEST(meshCurvature, placementScalesRotatesAndMirrorsAndPlaneIsFlat)
             for (float value : plane.curvature(allKinds[kind], placement))
                 EXPECT_NEAR(value, 0.0f, 1e-6) << i << kind;
         }
+
+    // The normals give H its sign (K is unsigned); without normals H is the magnitude.
+    Surface flipped(sphere.mesh);
+    const std::vector<float> outward = sphere.curvature(oxGeom::MeanCurvature);
+    float* n = flipped.mesh.getNormalsRaw();
+    std::transform(n, n + 3 * flipped.mesh.getNumVertices(), n, [](float x) { return -x; });
+    const std::vector<float> inward = flipped.curvature(oxGeom::MeanCurvature);
+    EXPECT_EQ(flipped.curvature(oxGeom::GaussianCurvature),
+              sphere.curvature(oxGeom::GaussianCurvature));
+    flipped.mesh.deleteNormals();
+    const std::vector<float> magnitude = flipped.curvature(oxGeom::MeanCurvature);
+    for (size_t v = 0; v < outward.size(); ++v)
+    {
+        EXPECT_GT(outward[v], 0.0f);
+        EXPECT_EQ(inward[v], -outward[v]);
+        EXPECT_EQ(magnitude[v], outward[v]);
+    }
 }
 
 TEST(meshCurvature, closedFansMatchTheFanOracle)
@@ -319,25 +336,6 @@ TEST(meshCurvature, boundaryPassesSameForEveryThreadCount)
         }
         EXPECT_EQ(filled[0], 4 * n - 2);
         EXPECT_EQ(filled[1], 2);
-    }
-}
-
-TEST(meshCurvature, meanCurvatureSignFollowsTheNormals)
-{
-    Surface sphere(fixtures::icosphere(2, 1.0f));
-    const std::vector<float> outward = sphere.curvature(oxGeom::MeanCurvature);
-    const std::vector<float> gaussian = sphere.curvature(oxGeom::GaussianCurvature);
-    float* n = sphere.mesh.getNormalsRaw();
-    std::transform(n, n + 3 * sphere.mesh.getNumVertices(), n, [](float x) { return -x; });
-    EXPECT_EQ(sphere.curvature(oxGeom::GaussianCurvature), gaussian);
-    const std::vector<float> inward = sphere.curvature(oxGeom::MeanCurvature);
-    sphere.mesh.deleteNormals();
-    const std::vector<float> unsignedMean = sphere.curvature(oxGeom::MeanCurvature);
-    for (size_t v = 0; v < outward.size(); ++v)
-    {
-        EXPECT_GT(outward[v], 0.0f);
-        EXPECT_EQ(inward[v], -outward[v]);
-        EXPECT_EQ(unsignedMean[v], outward[v]);
     }
 }
 
