@@ -113,7 +113,8 @@ void KDTree::insert(const float* positions, int index)
     {
         path[depth++] = node;
         Node& current = m_nodes[node];
-        current.minPoint = std::min(current.minPoint, index);
+        if (index < current.minPoint)  // never true when indices grow, so no write
+            current.minPoint = index;
         const int side = p[current.axis] < current.split ? 0 : 1;  // NaN goes up
         if (current.child[side] < 0)
             break;
@@ -125,7 +126,7 @@ void KDTree::insert(const float* positions, int index)
     m_nodes[parent].child[side] = leaf;
     path[depth] = leaf;  // depth = number of edges from the root to the leaf
 
-    if (size() >= m_depthLimitNextSize)
+    while (size() >= m_depthLimitNextSize && m_depthLimitNextSize < INT_MAX)
     {
         ++m_depthLimit;
         m_depthLimitNextSize = sizeForLimit(m_depthLimit);
