@@ -110,7 +110,7 @@ TEST(OctreeQuadRayIntersectIt, dropsWaitingNodesThatNoLaneReachesAnyMore)
     for (; it.valid(); it.next())
     {
         rest.push_back(it.get().getLeafNumber());
-        const BoundingBox& box = it.get().getBox();
+        const BoundingBox box = it.get().getBox();
         EXPECT_LE(box[2], -0.89f);  // only leaves reaching down to the hit
     }
     EXPECT_LT(rest.size(), all.size());
@@ -167,7 +167,7 @@ TEST(OctreeQuadRayIntersectIt, emptyWalks)
     QuadRay start(inside, up, up, up, up, false);
     OctreeQuadRayIntersectIt startWalk(octree, start);
     ASSERT_TRUE(startWalk.valid());
-    const BoundingBox& first = startWalk.get().getBox();
+    const BoundingBox first = startWalk.get().getBox();
     for (int axis = 0; axis < 3; ++axis)
     {
         EXPECT_LE(first[axis], inside[axis]);
