@@ -13,6 +13,7 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <vector>
 
 using oxGeom::BoundingBox;
 using oxGeom::Ray;
@@ -139,89 +140,62 @@ TEST(Ray, recordIntersectionKeepsTheNearest)
 
 TEST(Ray, triangleTestKeepsTheNearestAndCountsEveryHit)
 {
-    // Copies of one triangle (front faces seen from above) stacked along a ray
-    // cast down from z = 5, plus one off to the side:
-    //
-    //   z=6  ----      behind the origin: not counted
-    //   z=5  ----      through the origin (t = 0): not counted
-    //   z=3  ----      t = 2, the nearest
-    //   z=2  ----      t = 3
-    //   z=1  ----      t = 4
-    const oxGeom::MeshVertex vertices[] = {
-        {{0, 0, 3}}, {{1, 0, 3}}, {{0, 1, 3}}, {{0, 0, 1}}, {{1, 0, 1}}, {{0, 1, 1}},
-        {{0, 0, 2}}, {{1, 0, 2}}, {{0, 1, 2}}, {{0, 0, 6}}, {{1, 0, 6}}, {{0, 1, 6}},
-        {{5, 0, 2}}, {{6, 0, 2}}, {{5, 1, 2}}, {{0, 0, 5}}, {{1, 0, 5}}, {{0, 1, 5}}};
-    const oxGeom::MeshTriangle z3{{0, 1, 2}}, z1{{3, 4, 5}}, z2{{6, 7, 8}}, z6{{9, 10, 11}},
-        aside{{12, 13, 14}}, atOrigin{{15, 16, 17}};
-    const PointFlt origin(0.25f, 0.5f, 5.0f);
-    const Vector down(0, 0, -1);
-    const Ray ray(origin, down);
-    EXPECT_TRUE(ray.intersects(z1, vertices));
-    EXPECT_EQ(ray.triIntersectionRayParam(), 4.0);
-    EXPECT_TRUE(ray.intersects(z3, vertices));
-    EXPECT_EQ(ray.triIntersectionRayParam(), 2.0);
-    EXPECT_TRUE(ray.intersects(z2, vertices));  // farther: counted, record kept
-    EXPECT_EQ(ray.triIntersectionRayParam(), 2.0);
-    EXPECT_EQ(ray.triIntersectionBaryU(), 0.25);
-    EXPECT_EQ(ray.triIntersectionBaryV(), 0.5);
-    // A front face behind the origin is reported by the raw test with t < 0,
-    // and a face through the origin at t = 0: neither counts for the ray.
-    EXPECT_FALSE(ray.intersects(z6, vertices));
-    EXPECT_FALSE(ray.intersects(atOrigin, vertices));
-    EXPECT_FALSE(ray.intersects(aside, vertices));
-    EXPECT_EQ(ray.triIntersectionRayParam(), 2.0);
-    // Cast up from below, every face is a back face: counted from t >= 1e-6 on.
-    const PointFlt low(0.25f, 0.5f, 0.0f);
-    const Vector up(0, 0, 1);
-    const Ray upRay(low, up);
-    EXPECT_TRUE(upRay.intersects(z2, vertices));
-    EXPECT_TRUE(upRay.intersects(z1, vertices));
+    // One triangle copied to the heights z below, a ray cast down from z = 5:
+    // t = 4, 2, 3 are counted (nearest t = 2 kept); z = 6 lies behind the
+    // origin and z = 5 at t = 0, neither counts. Cast up from z = 0 the faces
+    // are back faces, counted ahead of the origin.
+    const float heights[] = {1, 3, 2, 6, 5};
+    std::vector<oxGeom::MeshVertex> vertices;
+    for (float z : heights)
+        vertices.insert(vertices.end(), {{{0, 0, z}}, {{1, 0, z}}, {{0, 1, z}}});
+    auto tri = [](int i) { return oxGeom::MeshTriangle{{3 * i, 3 * i + 1, 3 * i + 2}}; };
+    const PointFlt top(0.25f, 0.5f, 5.0f), bottom(0.25f, 0.5f, 0.0f);
+    const Vector down(0, 0, -1), up(0, 0, 1);
+    const Ray ray(top, down), upRay(bottom, up);
+    const bool counted[] = {true, true, true, false, false};
+    const double nearest[] = {4, 2, 2, 2, 2};
+    for (int i = 0; i < 5; ++i)
+    {
+        EXPECT_EQ(ray.intersects(tri(i), vertices.data()), counted[i]) << i;
+        EXPECT_EQ(ray.triIntersectionRayParam(), nearest[i]) << i;
+    }
+    EXPECT_TRUE(ray.triIntersectionBaryU() == 0.25 && ray.triIntersectionBaryV() == 0.5);
+    EXPECT_TRUE(upRay.intersects(tri(2), vertices.data()) &&
+                upRay.intersects(tri(0), vertices.data()));
     EXPECT_EQ(upRay.triIntersectionRayParam(), 1.0);
 }
 
 TEST(Ray, octreeWalkFindsTheBruteForceNearestHit)
 {
-    // Every leaf the ray meets, every triangle listed there: the recorded hit
-    // must be the nearest over all triangles, although each is tried in
-    // several leaves and the leaves come in walk order.
-    struct Case
-    {
-        const char* name;
-        oxGeom::CompactMesh mesh;
-        float low, high;  // origins are drawn in this cube
-    };
-    Case cases[] = {{"icosphere", fixtures::icosphere(3, 1.0f), -1.5f, 1.5f},
-                    {"soup", fixtures::randomMesh(5, 300, 600), -0.5f, 1.5f}};
+    // Every triangle listed in every leaf the ray meets: the record must be
+    // the nearest hit over all triangles (icosphere, random soup).
+    oxGeom::CompactMesh meshes[] = {fixtures::icosphere(3, 1.0f),
+                                    fixtures::randomMesh(5, 300, 600)};
     std::mt19937 rng(99);
-    for (Case& c : cases)
+    for (oxGeom::CompactMesh& mesh : meshes)
     {
-        const testsupport::RayQueryScene scene(std::move(c.mesh));
+        const testsupport::RayQueryScene scene(std::move(mesh));
         const oxGeom::MeshVertex* vertices = scene.mesh.getVertices();
         const oxGeom::MeshTriangle* triangles = scene.mesh.getTriangles();
+        const float* box = scene.bounds.data();
         int hits = 0;
         for (int i = 0; i < 300; ++i)
         {
-            const PointFlt origin(testsupport::uniform(rng, c.low, c.high),
-                                  testsupport::uniform(rng, c.low, c.high),
-                                  testsupport::uniform(rng, c.low, c.high));
-            Vector direction(testsupport::uniform(rng, -1, 1), testsupport::uniform(rng, -1, 1),
-                             testsupport::uniform(rng, -1, 1));
-            if (i % 3 != 0)  // aimed at the middle of the mesh, otherwise any way
-                direction =
-                    Vector(0.5 * (c.low + c.high) - origin[0], 0.5 * (c.low + c.high) - origin[1],
-                           0.5 * (c.low + c.high) - origin[2]) +
-                    0.3 * direction;
-            double bestT = 3.4028234663852886e38;
-            for (int t = 0; t < scene.mesh.getNumTriangles(); ++t)
+            PointFlt origin;
+            Vector direction;
+            for (int k = 0; k < 3; ++k)  // origins round the mesh, two thirds aimed at its middle
             {
-                double hitT, u, v;
-                const oxGeom::MeshTriangle& tri = triangles[t];
-                if (oxGeom::intersectRayTriangle(direction.data(), origin.data(),
-                                                 vertices[tri[0]].v, vertices[tri[1]].v,
-                                                 vertices[tri[2]].v, hitT, u, v) &&
-                    hitT > 1e-6 && hitT < bestT)
-                    bestT = hitT;
+                const float middle = 0.5f * (box[k] + box[k + 3]), size = box[k + 3] - box[k];
+                origin[k] = testsupport::uniform(rng, middle - size, middle + size);
+                direction[k] = testsupport::uniform(rng, -1, 1) + (i % 3 ? middle - origin[k] : 0);
             }
+            double bestT = 3.4028234663852886e38, t, u, v;
+            for (int k = 0; k < scene.mesh.getNumTriangles(); ++k)
+                if (oxGeom::intersectRayTriangle(
+                        direction.data(), origin.data(), vertices[triangles[k][0]].v,
+                        vertices[triangles[k][1]].v, vertices[triangles[k][2]].v, t, u, v) &&
+                    t > 1e-6 && t < bestT)
+                    bestT = t;
             const Ray ray(origin, direction);
             for (oxGeom::OctreeRayIntersectIt it(scene.octree, ray); it.valid(); it.next())
             {
@@ -229,9 +203,9 @@ TEST(Ray, octreeWalkFindsTheBruteForceNearestHit)
                 for (int k = 0; k < scene.tris.numTris(leaf); ++k)
                     ray.intersects(triangles[scene.tris.firstTri(leaf)[k]], vertices);
             }
-            ASSERT_EQ(ray.triIntersectionRayParam(), bestT) << c.name << " ray " << i;
+            ASSERT_EQ(ray.triIntersectionRayParam(), bestT) << i;
             hits += bestT < 1e30;
         }
-        EXPECT_GT(hits, 100) << c.name;
+        EXPECT_GT(hits, 100);
     }
 }

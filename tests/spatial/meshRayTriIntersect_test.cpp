@@ -1,7 +1,5 @@
 #include <oxGeom/meshRayIntersect.h>
 
-#include <oxGeom/Ray.h>
-
 #include "support/meshes.h"
 
 #include <gtest/gtest.h>
@@ -12,48 +10,43 @@ using oxLinear::Point;
 using oxLinear::PointFlt;
 using oxLinear::Vector;
 
-// fixtures::unitSquare(): triangles (0 1 2) and (0 2 3) in z = 0, facing +z.
 TEST(meshRayTriIntersect, frontFacesCountBehindTheOriginBackFacesOnlyAhead)
 {
-    const oxGeom::CompactMesh square = fixtures::unitSquare();
-    // From above, pointing down at the front face: t = 2.
-    PointFlt hit(-1, -1, -1);
-    EXPECT_TRUE(meshRayTriIntersect(square, 0, Line(Point(0.75, 0.25, 2), Vector(0, 0, -1)), hit));
-    EXPECT_EQ(hit, PointFlt(0.75f, 0.25f, 0.0f));
-    // Below the square, still pointing down: the front face lies behind the
-    // origin (t = -2) and counts; the point is evaluated on the line.
-    hit = PointFlt(-1, -1, -1);
-    EXPECT_TRUE(meshRayTriIntersect(square, 0, Line(Point(0.75, 0.25, -2), Vector(0, 0, -1)), hit));
-    EXPECT_EQ(hit, PointFlt(0.75f, 0.25f, 0.0f));
-    // Pointing up, the ray sees the back face: hit ahead of the origin only.
-    EXPECT_TRUE(meshRayTriIntersect(square, 0, Line(Point(0.75, 0.25, -2), Vector(0, 0, 1)), hit));
-    hit = PointFlt(-1, -1, -1);
-    EXPECT_FALSE(meshRayTriIntersect(square, 0, Line(Point(0.75, 0.25, 2), Vector(0, 0, 1)), hit));
-    EXPECT_EQ(hit, PointFlt(-1, -1, -1));  // untouched on a miss
-    // The point lies in triangle 0 only (below the diagonal).
-    EXPECT_FALSE(meshRayTriIntersect(square, 1, Line(Point(0.75, 0.25, 2), Vector(0, 0, -1)), hit));
-    // The direction's length scales t, not the point; the hit is evaluated in
-    // double on the line and rounded once.
-    Point hitD;
-    const Line slanted(Point(0.1, 0.1, 1), Vector(0.2, 0.1, -0.5));
-    EXPECT_TRUE(meshRayTriIntersect(square, 0, slanted, hitD));
-    EXPECT_EQ(hitD, Point(PointFlt(Point(0.5, 0.3, 0.0))));
-    EXPECT_TRUE(meshRayTriIntersect(square, 0, slanted, hit));
-    EXPECT_EQ(Point(hit), hitD);  // both forms give the same point
-}
-
-TEST(meshRayTriIntersect, outOfRangeIndicesAndDegenerateLinesMiss)
-{
+    // fixtures::unitSquare(): triangles (0 1 2), (0 2 3) in z = 0, facing +z.
+    // Lines through (0.75, 0.25), in triangle 0 only: pointing down they see
+    // the front face, from above (t = 2) or from below (t = -2); pointing up
+    // the back face, counted only from below.
     oxGeom::CompactMesh square = fixtures::unitSquare();
-    const Line down(Point(0.25, 0.75, 1), Vector(0, 0, -1));
+    const Vector down(0, 0, -1), up(0, 0, 1);
+    const struct
+    {
+        int triangle;
+        double z;
+        Vector direction;
+        bool hit;
+    } cases[] = {{0, 2, down, true},  {0, -2, down, true}, {0, -2, up, true},   {0, 2, up, false},
+                 {1, 2, down, false}, {2, 2, down, false}, {-1, 2, down, false}};
+    for (const auto& c : cases)
+    {
+        PointFlt hit(-1, -1, -1);
+        EXPECT_EQ(
+            meshRayTriIntersect(square, c.triangle, Line(Point(0.75, 0.25, c.z), c.direction), hit),
+            c.hit);
+        EXPECT_EQ(hit, c.hit ? PointFlt(0.75f, 0.25f, 0.0f) : PointFlt(-1, -1, -1));
+    }
+    // A slanted line: the point is evaluated on the line in double and
+    // rounded once; both forms agree.
+    const Line slanted(Point(0.1, 0.1, 1), Vector(0.2, 0.1, -0.5));
     PointFlt hit;
-    EXPECT_FALSE(meshRayTriIntersect(square, -1, down, hit));
-    EXPECT_FALSE(meshRayTriIntersect(square, 2, down, hit));
-    EXPECT_FALSE(meshRayTriIntersect(square, 0, Line(Point(0.25, 0.1, 1), Vector(0, 0, 0)), hit));
-    EXPECT_TRUE(meshRayTriIntersect(square, 1, down, hit));
-    square.getTriangles()[1][2] = 4;  // one past the last vertex
-    EXPECT_FALSE(meshRayTriIntersect(square, 1, down, hit));
-    square.getTriangles()[1][2] = -1;
-    EXPECT_FALSE(meshRayTriIntersect(square, 1, down, hit));
-    EXPECT_FALSE(meshRayTriIntersect(fixtures::emptyMesh(), 0, down, hit));
+    Point hitD;
+    EXPECT_TRUE(meshRayTriIntersect(square, 0, slanted, hit) &&
+                meshRayTriIntersect(square, 0, slanted, hitD));
+    EXPECT_TRUE(hit == PointFlt(Point(0.5, 0.3, 0.0)) && hitD == Point(hit));
+    // Corner indices out of range and a zero direction miss.
+    EXPECT_FALSE(meshRayTriIntersect(square, 0, Line(Point(0.5, 0.1, 1), Vector()), hit));
+    for (int bad : {4, -1})
+    {
+        square.getTriangles()[0][2] = bad;
+        EXPECT_FALSE(meshRayTriIntersect(square, 0, Line(Point(0.75, 0.25, 2), down), hit));
+    }
 }

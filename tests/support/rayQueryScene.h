@@ -12,8 +12,8 @@
 #include <oxGeom/computeOctreeTris.h>
 #include <oxGeom/meshAdjacency.h>
 #include <oxGeom/meshBoundingBox.h>
+#include <oxLinear/Point.h>
 
-#include <cmath>
 #include <utility>
 #include <vector>
 
@@ -42,32 +42,20 @@ struct RayQueryScene
 /// weighted) normals of the triangles that use it.
 inline void setSummedVertexNormals(oxGeom::CompactMesh& mesh)
 {
-    const int numVertices = mesh.getNumVertices();
-    std::vector<double> sums(3 * static_cast<size_t>(numVertices), 0.0);
-    const oxGeom::MeshVertex* v = mesh.getVertices();
+    std::vector<oxLinear::Vector> sums(static_cast<size_t>(mesh.getNumVertices()));
+    auto corner = [&](int v)
+    { return oxLinear::Point(oxLinear::PointFlt(mesh.getVertices()[v].v)); };
     for (int t = 0; t < mesh.getNumTriangles(); ++t)
     {
-        const oxGeom::MeshTriangle& tri = mesh.getTriangles()[t];
-        double e1[3], e2[3];
+        const oxGeom::MeshTriangle tri = mesh.getTriangles()[t];
+        const oxLinear::Vector n =
+            oxLinear::cross(corner(tri[1]) - corner(tri[0]), corner(tri[2]) - corner(tri[0]));
         for (int k = 0; k < 3; ++k)
-        {
-            e1[k] = double(v[tri[1]][k]) - v[tri[0]][k];
-            e2[k] = double(v[tri[2]][k]) - v[tri[0]][k];
-        }
-        const double n[3] = {e1[1] * e2[2] - e1[2] * e2[1], e1[2] * e2[0] - e1[0] * e2[2],
-                             e1[0] * e2[1] - e1[1] * e2[0]};
-        for (int corner = 0; corner < 3; ++corner)
-            for (int k = 0; k < 3; ++k)
-                sums[3 * tri[corner] + k] += n[k];
+            sums[tri[k]] += n;
     }
-    mesh.allocNormalArray();
-    oxGeom::MeshNormal* normals = mesh.getNormals();
-    for (int i = 0; i < numVertices; ++i)
-    {
-        const double* s = &sums[3 * static_cast<size_t>(i)];
-        const double length = std::sqrt(s[0] * s[0] + s[1] * s[1] + s[2] * s[2]);
+    oxGeom::MeshNormal* normals = mesh.allocNormalArray();
+    for (size_t i = 0; i < sums.size(); ++i)
         for (int k = 0; k < 3; ++k)
-            normals[i][k] = length > 0.0 ? float(s[k] / length) : 0.0f;
-    }
+            normals[i][k] = float(sums[i].normalized()[k]);
 }
 }  // namespace testsupport
