@@ -83,6 +83,7 @@ private:
     const OctreeTris& m_tris;
     Context* m_context;
     bool m_ownsContext;
+    double m_scale;  // largest coordinate magnitude of the octree's box
 };
 
 /// Distance from `p` to the nearest point of `mesh` whose squared distance is below `maxDist2`,

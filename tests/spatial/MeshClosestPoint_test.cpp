@@ -5,6 +5,8 @@
 
 #include <oxGeom/meshClosestPoint.h>
 
+#include <oxGeom/OctreeIterators.h>
+
 #include "support/closestPointOracle.h"
 #include "support/meshes.h"
 
@@ -71,6 +73,67 @@ TEST(MeshClosestPoint, agreesWithBruteForceInsideNearAndFar)
                                                    : fixtures::gridMesh(20, 15));
         for (QueryRegion region : {QueryRegion::inside, QueryRegion::near, QueryRegion::far})
             expectMatchesBruteForce(scene, region, 100);
+    }
+}
+
+// The query written plainly: leaves from OctreeClosestIt until one is no nearer than the best,
+// every listed triangle projected once, strictly nearer replaces. compute must give exactly the
+// same distance and coordinate, ties included, whatever it skips to get there faster.
+double plainLeafWalk(const ClosestPointScene& scene, const Point& p, MeshCoord& out)
+{
+    std::vector<bool> seen(size_t(scene.mesh.getNumTriangles()), false);
+    double best2 = DBL_MAX;
+    for (oxGeom::OctreeClosestIt walk(scene.octree, p); walk.valid(); walk.next())
+    {
+        if (walk.getDistance2() >= best2)
+            break;
+        const int leaf = walk.get().getLeafNumber();
+        for (int k = 0; k < scene.tris.numTris(leaf); ++k)
+        {
+            const int t = scene.tris.firstTri(leaf)[k];
+            if (seen[size_t(t)])
+                continue;
+            seen[size_t(t)] = true;
+            MeshCoord c;
+            if (!c.project(t, scene.mesh.getVerticesRaw(), scene.mesh.getTrianglesRaw(), p))
+                continue;
+            const double d2 = testsupport::coordDistance2(scene.mesh, c, p);
+            if (d2 < best2)
+                best2 = d2, out = c;
+        }
+    }
+    return std::sqrt(best2);
+}
+
+// Grid points sit exactly above vertices, edge midpoints and cell centres, where neighbouring
+// triangles tie; sphere and soup points are random.
+TEST(MeshClosestPoint, sameAnswerAsThePlainLeafWalkTiesIncluded)
+{
+    for (int shape = 0; shape < 3; ++shape)
+    {
+        SCOPED_TRACE(shape == 0 ? "icosphere" : shape == 1 ? "random soup" : "grid");
+        const ClosestPointScene scene(shape == 0   ? fixtures::icosphere(4, 1.0f)
+                                      : shape == 1 ? fixtures::randomMesh(8u, 200, 300)
+                                                   : fixtures::gridMesh(16, 16));
+        std::vector<Point> points;
+        for (QueryRegion region : {QueryRegion::inside, QueryRegion::near, QueryRegion::far})
+        {
+            const std::vector<Point> some = testsupport::queryPoints(scene.mesh, region, 100, 5u);
+            points.insert(points.end(), some.begin(), some.end());
+        }
+        for (int i = 0; shape == 2 && i <= 32; ++i)
+            for (int j = 0; j <= 32; j += 3)
+                points.emplace_back(0.5 * i, 0.5 * j, 0.25 * (i % 3));
+        MeshClosestPoint query(scene.mesh, scene.octree, scene.tris);
+        for (const Point& p : points)
+        {
+            MeshCoord expected, coord;
+            const double distance = plainLeafWalk(scene, p, expected);
+            ASSERT_EQ(query.compute(p, &coord), distance) << p[0] << " " << p[1] << " " << p[2];
+            ASSERT_EQ(coord.triangle, expected.triangle);
+            for (int c = 0; c < 3; ++c)
+                ASSERT_EQ(coord.weights[c], expected.weights[c]);
+        }
     }
 }
 
