@@ -71,7 +71,6 @@ private:
     void advanceStamp();
 
     const CompactMesh& m_mesh;
-    const Octree& m_octree;
     const OctreeTris& m_tris;
     double m_tolerance;
     std::vector<std::uint32_t> m_marks;

@@ -99,8 +99,8 @@ private:
 /// Outputs: on a hit, `t` (ray parameter) and the barycentric `u` (weight of
 /// b) and `v` (weight of c), so the point is orig + t dir = (1-u-v) a + u b +
 /// v c. On a miss t, u and v are left unchanged.
-/// Rule: det = (b - a) . (dir x (c - a)). det > 1e-6 is a front face (seen
-/// counter-clockwise from the origin side), det < -1e-6 a back face, anything
+/// Rule: det = (b - a) . (dir x (c - a)). det > 1e-6 is a front face (a, b, c
+/// counter-clockwise seen looking along dir), det < -1e-6 a back face, anything
 /// between (ray parallel to the plane, degenerate triangle) misses. The
 /// barycentric bounds are closed (u >= 0, v >= 0, u + v <= 1), so edges and
 /// corners hit. A front face is accepted for any t, also behind the origin;
@@ -111,10 +111,11 @@ bool intersectRayTriangle(const double* const dir, const float* const orig, cons
                           const float* const b, const float* const c, double& t, double& u,
                           double& v);
 
-/// One-sided form of intersectRayTriangle: only front faces (det > 1e-6) are
-/// tested, back faces and parallel rays miss at once, and a front-face hit is
-/// returned whatever its t (also behind the origin). Does not read the cull
-/// distance. Inputs, outputs and cost as intersectRayTriangle.
+/// One-sided form of intersectRayTriangle: only front faces are tested; a
+/// determinant below 1e-6 (back faces, parallel rays) misses at once, while
+/// det = 1e-6 exactly, which the two-sided form takes as parallel, is tested.
+/// A front-face hit is returned whatever its t (also behind the origin). Does
+/// not read the cull distance. Inputs, outputs and cost as intersectRayTriangle.
 bool intersectRayTriangleCull(const double* const dir, const float* const orig,
                               const float* const a, const float* const b, const float* const c,
                               double& t, double& u, double& v);

@@ -197,7 +197,6 @@ BoundingBox circleCube(const Circle& circle)
 MeshCircleIntersect::MeshCircleIntersect(const CompactMesh& mesh, const Octree& octree,
                                          const OctreeTris& tris, double tolerance)
     : m_mesh(mesh),
-      m_octree(octree),
       m_tris(tris),
       m_tolerance(tolerance >= 0.0 ? tolerance : 0.0),
       m_marks(mesh.getNumTriangles(), 0u),

@@ -94,7 +94,9 @@ TEST(MeshCircleIntersect, matchesPiercingOracleOnSphereAndCube)
             EXPECT_LT(oxLinear::distance(points[k], expected[k - 1]), 1e-7) << i << " " << k;
         total += int(expected.size());
         if (isCube)
+        {
             EXPECT_EQ(expected.size(), 8u);
+        }
     }
     EXPECT_GT(total, 100);
 }

@@ -144,9 +144,11 @@ TEST(intersectRayTriangle, randomRaysMatchCramerOracle)
         ASSERT_EQ(h.hit, inside && (front || t >= 1e-6)) << i;
         ASSERT_EQ(h.cullHit, inside && front) << i;
         if (h.hit)
+        {
             EXPECT_TRUE(std::fabs(h.t - t) < 1e-9 * (1 + std::fabs(t)) &&
                         std::fabs(h.u - u) < 1e-9 && std::fabs(h.v - w) < 1e-9)
                 << i;
+        }
         ++counts[!inside ? 0 : front ? 1 : t >= 0 ? 2 : 3];
     }
     for (int count : counts)
