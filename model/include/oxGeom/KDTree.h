@@ -24,6 +24,8 @@ namespace oxGeom
 /// the interleaved order of the merge all keep searches logarithmic. Each node
 /// splits on its own axis; rebuilt nodes split their subtree's widest axis, so
 /// flat (planar) point sets are not split on the axis where they have no extent.
+/// A rebuilt subtree is laid out in depth-first order over the slots it held,
+/// so the nodes a search descends through tend to share cache lines.
 ///
 /// Thread safety: any number of threads may search at once; insert and clear
 /// need exclusive access.
@@ -32,17 +34,17 @@ class KDTree
 public:
     /// An empty tree with room for `capacity` points (a reservation only; more
     /// may be inserted at the cost of growing). Negative capacity is taken as 0.
-    /// Cost: O(capacity) memory, 24 bytes a point.
+    /// Cost: O(capacity) memory, 16 bytes a point.
     explicit KDTree(int capacity = 0);
 
     /// Stores point `index` of `positions` (3 floats at positions + 3 * index).
     /// Inputs: `positions`, read at `index` now and at every stored index by
-    /// later calls; `index` >= 0. The same index may be stored twice (it then
-    /// is two entries), and equal coordinates under different indices are all
-    /// kept.
-    /// Degenerate input: a null array or a negative index stores nothing. A
-    /// point with a NaN coordinate is stored but lies in no box, so no search
-    /// ever returns it.
+    /// later calls; `index` in [0, 2^29). The same index may be stored twice (it
+    /// then is two entries), and equal coordinates under different indices are
+    /// all kept.
+    /// Degenerate input: a null array or an index outside [0, 2^29) stores
+    /// nothing. A point with a NaN coordinate is stored but lies in no box, so
+    /// no search ever returns it.
     /// Cost: O(log n) amortised (rebuilds of unbalanced subtrees included,
     /// O(log^2 n) amortised in the worst case).
     void insert(const float* positions, int index);
@@ -57,7 +59,8 @@ public:
     /// stored vertex near it.
     /// Degenerate input: an empty tree, a null array, an empty box (a minimum
     /// above its maximum) or a box with a NaN value give -1.
-    /// Cost: O(log n + k), k the number of nodes whose cells meet the box.
+    /// Cost: O(log n + k), k the number of nodes whose cells meet the box (all
+    /// of them are visited, to find the smallest index).
     int search(const float* positions, const BoundingBox& box) const;
 
     /// Number of stored entries.
@@ -71,33 +74,36 @@ public:
     void clear();
 
 private:
+    // 16 bytes, four to a cache line. A node's own point is read from the
+    // positions only when the box reaches its split, which a small box
+    // descending past it rarely does.
     struct Node
     {
-        float split;   // the node's point on `axis`; NaN stored as +infinity
-        int point;     // index into the positions array
-        int child[2];  // below and at-or-above the split; -1 when absent
-        int minPoint;  // smallest point index in the subtree, for pruning
-        int axis;      // 0, 1 or 2
+        float split;       // the point's coordinate on the axis; NaN stored as +infinity
+        int child[2];      // below and at-or-above the split; -1 when absent
+        int pointAndAxis;  // point index * 4 + axis
+        int point() const { return pointAndAxis >> 2; }
+        int axis() const { return pointAndAxis & 3; }
     };
-
-    struct KeyedNode
+    // A point gathered for a rebuild.
+    struct Item
     {
-        float key;
-        int node;
+        float coordinates[3];
+        int point;
     };
 
-    int newNode(const float* positions, int index, int axis);
-    int chooseLeafAxis(const float* positions, int index, int parent) const;
+    int addLeaf(const float* positions, int index, int parent);
     void rebuildAfterDeepInsert(const float* positions, const int* path, int depth);
     int countSubtree(int node) const;
-    int rebuild(const float* positions, KeyedNode* items, int count);
-    void collectSubtree(int node, std::vector<KeyedNode>& out) const;
+    int rebuild(Item* items, int count, const int*& slots);
 
     std::vector<Node> m_nodes;
     int m_root = -1;
     // The insertion depth above which the tree rebuilds; grows with the size.
     int m_depthLimit = 0;
     int m_depthLimitNextSize = 1;
-    std::vector<KeyedNode> m_scratch;  // the nodes of a subtree being rebuilt
+    // Scratch of a rebuild: the subtree's points and the slots its nodes occupy.
+    std::vector<Item> m_rebuildItems;
+    std::vector<int> m_rebuildSlots;
 };
 }  // namespace oxGeom

@@ -1,6 +1,6 @@
-// A scapegoat k-d tree of point indices: plain insertion down to a leaf, and a
-// median rebuild of the smallest unbalanced subtree whenever a leaf lands deeper
-// than log base 1/alpha of the size, so any insertion order keeps searches
+// A scapegoat k-d tree of points: plain insertion down to a leaf, and a median
+// rebuild of the smallest unbalanced subtree whenever a leaf lands deeper than
+// log base 1/alpha of the size, so any insertion order keeps searches
 // logarithmic. Based on: Bentley 1975 (k-d trees); Galperin and Rivest 1993
 // (scapegoat trees).
 
@@ -20,9 +20,12 @@ namespace
 // while rebuilding rarely; lower values rebuild more for little search gain.
 constexpr double balance = 0.7;
 
-// Height bound for 2^31 points: log(2^31) / log(1 / 0.7) = 60.2, so an insertion
+// Height bound for 2^29 points: log(2^29) / log(1 / 0.7) = 56.4, so an insertion
 // path and the search stack (one pending sibling per level) never exceed this.
 constexpr int maxPathLength = 72;
+
+// Point indices share an int with the split axis (2 bits).
+constexpr int indexLimit = 1 << 29;
 
 constexpr float infinity = std::numeric_limits<float>::infinity();
 
@@ -47,6 +50,24 @@ int sizeForLimit(int limit)
     return size >= static_cast<double>(INT_MAX) ? INT_MAX : static_cast<int>(size);
 }
 
+// The axis along which `p` lies farthest from `q`: a new leaf splits there,
+// the direction in which its neighbourhood is known to extend. When the two
+// coincide (or differ only in NaN) `fallback` is used.
+int farthestAxis(const float* p, const float* q, int fallback)
+{
+    int best = fallback;
+    float bestDistance = 0.0f;
+    for (int axis = 0; axis < 3; ++axis)
+    {
+        const float distance = std::fabs(p[axis] - q[axis]);
+        if (distance > bestDistance)  // false for NaN
+        {
+            bestDistance = distance;
+            best = axis;
+        }
+    }
+    return best;
+}
 }  // namespace
 
 KDTree::KDTree(int capacity)
@@ -63,67 +84,51 @@ void KDTree::clear()
     m_depthLimitNextSize = sizeForLimit(0);
 }
 
-int KDTree::newNode(const float* positions, int index, int axis)
+// Appends a leaf for point `index`; it splits along the axis on which it lies
+// farthest from its parent's point (the root starts on x).
+int KDTree::addLeaf(const float* positions, int index, int parent)
 {
+    const float* p = positions + 3 * static_cast<std::size_t>(index);
+    int axis = 0;
+    if (parent >= 0)
+    {
+        const Node& up = m_nodes[parent];
+        axis = farthestAxis(p, positions + 3 * static_cast<std::size_t>(up.point()),
+                            (up.axis() + 1) % 3);
+    }
     Node node;
-    node.axis = axis;
-    node.split = keyOf(positions[3 * static_cast<std::size_t>(index) + axis]);
-    node.point = index;
+    node.split = keyOf(p[axis]);
     node.child[0] = node.child[1] = -1;
-    node.minPoint = index;
+    node.pointAndAxis = index * 4 + axis;
     m_nodes.push_back(node);
     return static_cast<int>(m_nodes.size()) - 1;
 }
 
-// A new leaf splits on the axis along which it lies farthest from its parent:
-// that is the direction in which its neighbourhood is known to extend. When the
-// two coincide (or differ only in NaN) the parent's axis is cycled.
-int KDTree::chooseLeafAxis(const float* positions, int index, int parent) const
-{
-    const float* p = positions + 3 * static_cast<std::size_t>(index);
-    const float* q = positions + 3 * static_cast<std::size_t>(m_nodes[parent].point);
-    int best = (m_nodes[parent].axis + 1) % 3;
-    float bestDistance = 0.0f;
-    for (int axis = 0; axis < 3; ++axis)
-    {
-        const float distance = std::fabs(p[axis] - q[axis]);
-        if (distance > bestDistance)  // false for NaN
-        {
-            bestDistance = distance;
-            best = axis;
-        }
-    }
-    return best;
-}
-
 void KDTree::insert(const float* positions, int index)
 {
-    if (!positions || index < 0)
+    if (!positions || index < 0 || index >= indexLimit)
         return;
     if (m_root < 0)
     {
-        m_root = newNode(positions, index, 0);
+        m_root = addLeaf(positions, index, -1);
         return;
     }
     const float* p = positions + 3 * static_cast<std::size_t>(index);
     int path[maxPathLength];
     int depth = 0;
     int node = m_root;
+    int side = 0;
     for (;;)
     {
         path[depth++] = node;
-        Node& current = m_nodes[node];
-        if (index < current.minPoint)  // never true when indices grow, so no write
-            current.minPoint = index;
-        const int side = p[current.axis] < current.split ? 0 : 1;  // NaN goes up
+        const Node& current = m_nodes[node];
+        side = p[current.axis()] < current.split ? 0 : 1;  // NaN goes up
         if (current.child[side] < 0)
             break;
         node = current.child[side];
     }
-    const int parent = path[depth - 1];
-    const int side = p[m_nodes[parent].axis] < m_nodes[parent].split ? 0 : 1;
-    const int leaf = newNode(positions, index, chooseLeafAxis(positions, index, parent));
-    m_nodes[parent].child[side] = leaf;
+    const int leaf = addLeaf(positions, index, node);
+    m_nodes[node].child[side] = leaf;
     path[depth] = leaf;  // depth = number of edges from the root to the leaf
 
     while (size() >= m_depthLimitNextSize && m_depthLimitNextSize < INT_MAX)
@@ -156,8 +161,8 @@ int KDTree::countSubtree(int node) const
 
 // Walks up from the new leaf, sizing each ancestor from the size below it and
 // its other child, to the first ancestor whose child on the path outweighs the
-// balance share; that subtree is rebuilt around medians. One such ancestor
-// exists whenever the leaf is deeper than log_{1/balance} n.
+// balance share; that subtree is rebuilt around medians, into the same slots.
+// One such ancestor exists whenever the leaf is deeper than log_{1/balance} n.
 void KDTree::rebuildAfterDeepInsert(const float* positions, const int* path, int depth)
 {
     int belowSize = 1;
@@ -167,54 +172,58 @@ void KDTree::rebuildAfterDeepInsert(const float* positions, const int* path, int
         const int sibling =
             ancestor.child[0] == path[level + 1] ? ancestor.child[1] : ancestor.child[0];
         const int subtreeSize = 1 + belowSize + countSubtree(sibling);
-        if (belowSize > balance * subtreeSize || level == 0)
+        if (!(belowSize > balance * subtreeSize || level == 0))
         {
-            collectSubtree(path[level], m_scratch);
-            const int root =
-                rebuild(positions, m_scratch.data(), static_cast<int>(m_scratch.size()));
-            if (level == 0)
-                m_root = root;
-            else
-            {
-                Node& parent = m_nodes[path[level - 1]];
-                parent.child[parent.child[0] == path[level] ? 0 : 1] = root;
-            }
-            return;
+            belowSize = subtreeSize;
+            continue;
         }
-        belowSize = subtreeSize;
+        m_rebuildSlots.clear();
+        m_rebuildSlots.push_back(path[level]);
+        for (std::size_t i = 0; i < m_rebuildSlots.size(); ++i)
+            for (int child : m_nodes[m_rebuildSlots[i]].child)
+                if (child >= 0)
+                    m_rebuildSlots.push_back(child);
+        m_rebuildItems.clear();
+        for (int slot : m_rebuildSlots)
+        {
+            const int point = m_nodes[slot].point();
+            const float* p = positions + 3 * static_cast<std::size_t>(point);
+            m_rebuildItems.push_back({{p[0], p[1], p[2]}, point});
+        }
+        std::sort(m_rebuildSlots.begin(), m_rebuildSlots.end());
+        const int* slots = m_rebuildSlots.data();
+        const int root =
+            rebuild(m_rebuildItems.data(), static_cast<int>(m_rebuildItems.size()), slots);
+        if (level == 0)
+            m_root = root;
+        else
+        {
+            Node& parent = m_nodes[path[level - 1]];
+            parent.child[parent.child[0] == path[level] ? 0 : 1] = root;
+        }
+        return;
     }
 }
 
-void KDTree::collectSubtree(int node, std::vector<KeyedNode>& out) const
-{
-    out.clear();
-    out.push_back({0.0f, node});
-    for (std::size_t i = 0; i < out.size(); ++i)
-        for (int child : m_nodes[out[i].node].child)
-            if (child >= 0)
-                out.push_back({0.0f, child});
-}
-
-// Rebuilds the nodes `items[0 .. count)` into a balanced subtree and returns
-// its root: the median along the widest axis of the subtree's points becomes the
-// root, the points below and above it the two halves. Equal keys may fall on
-// either side, which the search allows for (it descends into a side whenever
-// the box reaches the split, inclusive). Cost O(count log count).
-int KDTree::rebuild(const float* positions, KeyedNode* items, int count)
+// Rebuilds the points of `items[0 .. count)` into a balanced subtree and returns
+// its root: the median along the widest axis of the points becomes the root,
+// the points below and above it the two halves. Equal keys may fall on either
+// side, which the search allows for (it descends into a side whenever the box
+// reaches the split, inclusive). Nodes take the ascending `slots` in depth-first
+// order, so a subtree occupies nearby memory. Cost O(count log count).
+int KDTree::rebuild(Item* items, int count, const int*& slots)
 {
     if (count <= 0)
         return -1;
     float lower[3] = {infinity, infinity, infinity};
     float upper[3] = {-infinity, -infinity, -infinity};
     for (int i = 0; i < count; ++i)
-    {
-        const float* p = positions + 3 * static_cast<std::size_t>(m_nodes[items[i].node].point);
         for (int a = 0; a < 3; ++a)
         {
-            lower[a] = std::min(lower[a], p[a]);  // NaN coordinates leave the extent alone
-            upper[a] = std::max(upper[a], p[a]);
+            // NaN coordinates leave the extent alone.
+            lower[a] = std::min(lower[a], items[i].coordinates[a]);
+            upper[a] = std::max(upper[a], items[i].coordinates[a]);
         }
-    }
     int axis = 0;
     float widest = -1.0f;
     for (int a = 0; a < 3; ++a)
@@ -227,29 +236,19 @@ int KDTree::rebuild(const float* positions, KeyedNode* items, int count)
         }
     }
 
-    for (int i = 0; i < count; ++i)
-    {
-        const int point = m_nodes[items[i].node].point;
-        items[i].key = keyOf(positions[3 * static_cast<std::size_t>(point) + axis]);
-    }
     const int middle = count / 2;
     std::nth_element(items, items + middle, items + count,
-                     [](const KeyedNode& a, const KeyedNode& b) { return a.key < b.key; });
-
-    const int root = items[middle].node;
-    const float split = items[middle].key;
-    const int below = rebuild(positions, items, middle);
-    const int above = rebuild(positions, items + middle + 1, count - middle - 1);
-    Node& node = m_nodes[root];
-    node.axis = axis;
-    node.split = split;
-    node.child[0] = below;
-    node.child[1] = above;
-    node.minPoint = node.point;
-    for (int child : node.child)
-        if (child >= 0)
-            node.minPoint = std::min(node.minPoint, m_nodes[child].minPoint);
-    return root;
+                     [axis](const Item& a, const Item& b)
+                     { return keyOf(a.coordinates[axis]) < keyOf(b.coordinates[axis]); });
+    const int slot = *slots++;
+    const Item& median = items[middle];
+    Node node;
+    node.split = keyOf(median.coordinates[axis]);
+    node.pointAndAxis = median.point * 4 + axis;
+    node.child[0] = rebuild(items, middle, slots);
+    node.child[1] = rebuild(items + middle + 1, count - middle - 1, slots);
+    m_nodes[slot] = node;
+    return slot;
 }
 
 int KDTree::search(const float* positions, const BoundingBox& box) const
@@ -268,15 +267,19 @@ int KDTree::search(const float* positions, const BoundingBox& box) const
     while (top > 0)
     {
         const Node& node = m_nodes[stack[--top]];
-        if (node.minPoint >= best)
-            continue;
-        if (node.point < best && insideBox(positions + 3 * static_cast<std::size_t>(node.point), b))
-            best = node.point;
+        const int axis = node.axis();
         // Inclusive on both sides: equal keys may sit on either side of a
         // rebuilt split.
-        if (node.child[1] >= 0 && b[node.axis + 3] >= node.split)
+        const bool reachesBelow = b[axis] <= node.split;
+        const bool reachesAbove = b[axis + 3] >= node.split;
+        // The node's point lies on its split, so only a box reaching both
+        // sides can hold it.
+        if (reachesBelow && reachesAbove && node.point() < best &&
+            insideBox(positions + 3 * static_cast<std::size_t>(node.point()), b))
+            best = node.point();
+        if (reachesAbove && node.child[1] >= 0)
             stack[top++] = node.child[1];
-        if (node.child[0] >= 0 && b[node.axis] <= node.split)
+        if (reachesBelow && node.child[0] >= 0)
             stack[top++] = node.child[0];
     }
     return best == INT_MAX ? -1 : best;

@@ -164,6 +164,7 @@ TEST(KDTree, nanPointsAndDegenerateBoxesFindNothing)
 
     tree.insert(nullptr, 0);
     tree.insert(positions.data(), -1);
+    tree.insert(positions.data(), 1 << 29);  // beyond the index range
     EXPECT_EQ(tree.size(), 240);
     tree.clear();
     EXPECT_EQ(tree.height(), 0);
