@@ -38,9 +38,10 @@ class MeshMergeImpl;
 /// oxLinear::epsilonTolFlt leaves the stored coordinates untouched; any other
 /// places each vertex as p * M summed in double and rounded to float.
 ///
+/// Precondition: fewer than 2^29 vertices in all (the k-d tree's index range).
 /// Threads: runs on the calling thread; the destination and the sources must
 /// not change during merge. Cost: O(N log N) for N vertices in all, plus the
-/// triangles; memory about 40 bytes per vertex.
+/// triangles; scratch memory about 32 bytes per vertex.
 class MeshMerge
 {
 public:
