@@ -171,6 +171,7 @@ private:
     oxLinear::VectorFlt m_mean;
     std::uint32_t m_version = 0;
     bool m_terminateAtFirstHit;
+    bool m_axisParallel;  // some live lane has an infinite reciprocal component
 };
 
 /// The octree leaves that at least one live lane of a packet meets (QuadRay::intersect(box)),
@@ -210,11 +211,11 @@ public:
     void next();
 
 protected:
-    /// The packet of the current walk (null before the first reset).
-    QuadRay* packet() const;
+    /// The walk's state (defined inside the library), for QuadRayTracer's inlined walk.
+    struct State;
+    State& walkState() const { return *m_state; }
 
 private:
-    struct State;
     std::unique_ptr<State> m_state;
 };
 

@@ -257,26 +257,103 @@ struct QuadRayKernels
     static int boxLanes(const QuadRay& ray, const float* b)
     {
         using namespace lanes;
+        const QuadFloat slack = splat(boxSlack);
         QuadFloat tNear = QuadRay::zero;
         QuadFloat tFar = ray.m_t;
         for (int axis = 0; axis < 3; ++axis)
         {
             const QuadFloat t0 = mul(sub(splat(b[axis]), ray.m_origin[axis]), ray.m_rcp[axis]);
             const QuadFloat t1 = mul(sub(splat(b[axis + 3]), ray.m_origin[axis]), ray.m_rcp[axis]);
-            // A ray parallel to the slab (infinite reciprocal) whose origin lies on one of its
-            // planes gives 0 * infinity = NaN: it runs along the face, which touching counts
-            // as meeting, so that axis sets no limit. Setting all bits makes both ends NaN,
-            // and max and min keep their second operand when the first is NaN.
-            const QuadFloat alongFace = unordered(t0, t1);
-            tNear = max(bitOr(min(t0, t1), alongFace), tNear);
-            tFar = min(bitOr(max(t0, t1), alongFace), tFar);
+            QuadFloat n, f;
+            slabEnds(t0, t1, slack, n, f);
+            tNear = max(n, tNear);
+            tFar = min(f, tFar);
         }
-        const QuadFloat slack = splat(boxSlack);
-        // tNear >= 0 here; tFar may be negative, hence its absolute value.
-        tNear = sub(tNear, mul(tNear, slack));
-        tFar = add(tFar, mul(bitAnd(tFar, QuadRay::abs_mask), slack));
         const QuadFloat meets = bitAnd(le(tNear, tFar), ge(tFar, QuadRay::zero));
         return signBits(andNot(ray.m_terminated, meets));
+    }
+
+    /// The widened entry and exit of one slab from the parameters t0, t1 of its two planes.
+    /// A ray parallel to the slab (infinite reciprocal) whose origin lies on one of its planes
+    /// gives 0 * infinity = NaN: it runs along the face, which touching counts as meeting, so
+    /// that axis sets no limit. Setting all bits makes both ends NaN, and the max and min that
+    /// combine the axes keep their second operand when the first is NaN.
+    /// Widening: x - |x| * slack grows with x, so widening each axis's ends before combining
+    /// widens the combined maximum and minimum alike.
+    static void slabEnds(QuadFloat t0, QuadFloat t1, QuadFloat slack, QuadFloat& near,
+                         QuadFloat& far)
+    {
+        using namespace lanes;
+        const QuadFloat alongFace = unordered(t0, t1);
+        widenedEnds(bitOr(min(t0, t1), alongFace), bitOr(max(t0, t1), alongFace), slack, near, far);
+    }
+
+    /// For the eight children of an octree node with the valid box `b` (split at
+    /// Octree::splitValue on every axis, child slot bits 0, 1, 2 taking the upper x, y, z
+    /// halves): bit `slot` of the result is set when some live lane meets that child's box, as
+    /// boxLanes would find for each child box. The slab parameters at the three planes of each
+    /// axis are computed once and shared by the children, instead of eight full box tests.
+    static int childrenMet(const QuadRay& ray, const float* b)
+    {
+        using namespace lanes;
+        const QuadFloat slack = splat(boxSlack);
+        // near[axis][half], far[axis][half]: the widened slab interval of each half.
+        QuadFloat near[3][2], far[3][2];
+        for (int axis = 0; axis < 3; ++axis)
+        {
+            const float mid = Octree::splitValue(b[axis], b[axis + 3]);
+            const QuadFloat o = ray.m_origin[axis], r = ray.m_rcp[axis];
+            const QuadFloat tLow = mul(sub(splat(b[axis]), o), r);
+            const QuadFloat tMid = mul(sub(splat(mid), o), r);
+            const QuadFloat tHigh = mul(sub(splat(b[axis + 3]), o), r);
+            if (ray.m_axisParallel)
+            {
+                slabEnds(tLow, tMid, slack, near[axis][0], far[axis][0]);
+                slabEnds(tMid, tHigh, slack, near[axis][1], far[axis][1]);
+            }
+            else
+            {
+                // Finite reciprocals: no NaN to guard against.
+                widenedEnds(min(tLow, tMid), max(tLow, tMid), slack, near[axis][0], far[axis][0]);
+                widenedEnds(min(tMid, tHigh), max(tMid, tHigh), slack, near[axis][1], far[axis][1]);
+            }
+        }
+        // Each lane's range [0, t]; terminated lanes get the empty range [0, -1]. Then the
+        // x and y halves are combined once for the four children that share them. Every
+        // combination keeps the accumulated value, never NaN, as its second operand.
+        const QuadFloat rangeEnd = select(ray.m_terminated, splat(-1.0f), ray.m_t);
+        QuadFloat nearXY[4], farXY[4];
+        for (int hx = 0; hx < 2; ++hx)
+        {
+            const QuadFloat nx = max(near[0][hx], QuadRay::zero);
+            const QuadFloat fx = min(far[0][hx], rangeEnd);
+            for (int hy = 0; hy < 2; ++hy)
+            {
+                nearXY[2 * hy + hx] = max(near[1][hy], nx);
+                farXY[2 * hy + hx] = min(far[1][hy], fx);
+            }
+        }
+        int met = 0;
+        for (int slot = 0; slot < 8; ++slot)
+        {
+            const int hz = slot >> 2;
+            const QuadFloat tNear = max(near[2][hz], nearXY[slot & 3]);
+            const QuadFloat tFar = min(far[2][hz], farXY[slot & 3]);
+            // tNear >= 0, so tNear <= tFar also says tFar >= 0.
+            met |= (signBits(le(tNear, tFar)) != 0 ? 1 : 0) << slot;
+        }
+        return met;
+    }
+
+    /// near - |near| * slack and far + |far| * slack. An infinite end stays infinite (the
+    /// plain formula would give inf - inf = NaN, which the combination reads as "no limit");
+    /// min and max return their second operand for a NaN first one. NaN ends stay NaN.
+    static void widenedEnds(QuadFloat n, QuadFloat f, QuadFloat slack, QuadFloat& near,
+                            QuadFloat& far)
+    {
+        using namespace lanes;
+        near = min(sub(n, mul(bitAnd(n, QuadRay::abs_mask), slack)), n);
+        far = max(add(f, mul(bitAnd(f, QuadRay::abs_mask), slack)), f);
     }
 
     /// The four-lane triangle test (QuadRay class notes). With a common origin the vectors that
@@ -284,7 +361,8 @@ struct QuadRayKernels
     /// depend on the triangle alone, computed once, and dot products with each lane's direction:
     /// det = d . (e2 x e1), u = d . (e2 x s), v = d . (s x e1), t = (e2 . (s x e1)) / det, with
     /// e1 = b - a, e2 = c - a, s = origin - a.
-    static void intersectTriangle(QuadRay& ray, const MeshTriangle& triangle,
+    /// Returns true when some lane took the hit.
+    static bool intersectTriangle(QuadRay& ray, const MeshTriangle& triangle,
                                   const MeshVertex* vertices)
     {
         using namespace lanes;
@@ -313,7 +391,7 @@ struct QuadRayKernels
         inside = bitAnd(inside, bitAnd(ge(v, QuadRay::zero), le(add(u, v), absDet)));
         inside = andNot(ray.m_terminated, inside);
         if (signBits(inside) == 0)
-            return;
+            return false;
 
         const float tNumerator = e2[0] * q[0] + e2[1] * q[1] + e2[2] * q[2];
         const QuadFloat t = div(splat(tNumerator), det);
@@ -324,7 +402,7 @@ struct QuadRayKernels
         const QuadFloat accept = bitAnd(bitAnd(inside, farEnough), lt(t, ray.m_t));
         const int acceptBits = signBits(accept);
         if (acceptBits == 0)
-            return;
+            return false;
         ray.m_t = select(accept, t, ray.m_t);
         ray.m_u = select(accept, div(u, absDet), ray.m_u);
         ray.m_v = select(accept, div(v, absDet), ray.m_v);
@@ -334,6 +412,12 @@ struct QuadRayKernels
         if (ray.m_terminateAtFirstHit)
             ray.m_terminated = bitOr(ray.m_terminated, accept);
         ++ray.m_version;
+        return true;
+    }
+
+    static bool allTerminated(const QuadRay& ray)
+    {
+        return lanes::signBits(ray.m_terminated) == 0xf;
     }
 };
 }  // namespace oxGeom

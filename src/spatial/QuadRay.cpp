@@ -58,6 +58,16 @@ QuadRay::QuadRay(const oxLinear::PointFlt& origin, const oxLinear::VectorFlt& d0
         m_rcp[axis] = lanes::rcp(m_dir[axis]);
         m_mean[axis] = 0.25f * ((*d[0])[axis] + (*d[1])[axis] + (*d[2])[axis] + (*d[3])[axis]);
     }
+    // Only infinite reciprocals (zero or subnormal components), or zero ones (components too
+    // large to invert), can make the box tests meet 0 * infinity; packets without them take
+    // the box tests' shorter path.
+    m_axisParallel = false;
+    for (int i = 0; i < 4; ++i)
+        for (int axis = 0; axis < 3; ++axis)
+        {
+            const float r = lanes::lane(m_rcp[axis], i);
+            m_axisParallel = m_axisParallel || (!dead[i] && !(std::isfinite(r) && r != 0.0f));
+        }
     const float allBits = floatFromBits(0xffffffffu);
     m_dead = lanes::make(dead[0] ? allBits : 0.0f, dead[1] ? allBits : 0.0f,
                          dead[2] ? allBits : 0.0f, dead[3] ? allBits : 0.0f);

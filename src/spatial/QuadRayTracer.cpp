@@ -6,6 +6,7 @@
 #include <oxGeom/QuadRay.h>
 
 #include "QuadLanes.h"
+#include "QuadRayWalk.h"
 
 #include <functional>
 
@@ -37,9 +38,13 @@ void QuadRayTracer::intersect(QuadRay& packet)
     const unsigned numVertices = static_cast<unsigned>(m_numVertices);
     const std::uint32_t stamp = m_stamp;
     std::uint32_t* marks = m_marks.get();
-    for (reset(packet, false); valid() && !packet.allRaysTerminated(); next())
+    // The walk runs inline here (QuadRayWalk.h); reset(packet, false) in effect.
+    State& walk = walkState();
+    walk.start(packet);
+    bool finished = QuadRayKernels::allTerminated(packet);
+    for (; walk.valid() && !finished; walk.next())
     {
-        const int leaf = get().getLeafNumber();
+        const int leaf = walk.leafNumber();
         const int* list = m_tris.firstTri(leaf);
         const int count = m_tris.numTris(leaf);
         for (int k = 0; k < count; ++k)
@@ -53,9 +58,13 @@ void QuadRayTracer::intersect(QuadRay& packet)
                 static_cast<unsigned>(triangle[1]) >= numVertices ||
                 static_cast<unsigned>(triangle[2]) >= numVertices)
                 continue;
-            QuadRayKernels::intersectTriangle(packet, triangle, m_vertices);
-            if (packet.allRaysTerminated())
+            // Lanes terminate only on a hit, so termination is checked after hits alone.
+            if (QuadRayKernels::intersectTriangle(packet, triangle, m_vertices) &&
+                QuadRayKernels::allTerminated(packet))
+            {
+                finished = true;
                 break;
+            }
         }
     }
     advanceStamp();
