@@ -222,6 +222,14 @@ private:
 /// Repeated packet casts into one mesh: the packet walk plus one visit mark per triangle, so a
 /// triangle listed in several leaves is tested once per packet.
 ///
+/// Runs: each leaf's triangle list is taken in runs of 8 consecutive entries, and the tracer
+/// keeps the bounding box of each run's triangles, computed on the leaf's first visit. A run
+/// whose box no live lane of a packet meets is passed over without touching its triangles:
+/// leaves hold a few dozen triangles, and a packet usually reaches only a few of them. The
+/// outcome is the same as testing every listed triangle, since the box test never drops a box
+/// a lane meets within its range. Memory: 24 bytes per run and 5 bytes per leaf, besides the
+/// marks.
+///
 /// Inputs (constructor): `octree`, built over `mesh`'s vertices with tiling (its leaves must
 /// cover every triangle); `tris`, its per-leaf triangle lists (computeOctreeTris); `mesh` (T
 /// triangles), may be null. All three must outlive the tracer and stay unchanged while it is
@@ -264,6 +272,7 @@ protected:
 
 private:
     void advanceStamp();
+    const float* runBoxes(int leaf);
 
     const OctreeTris& m_tris;
     const MeshVertex* m_vertices = nullptr;
@@ -272,5 +281,8 @@ private:
     int m_numVertices = 0;
     std::unique_ptr<std::uint32_t[]> m_marks;
     std::uint32_t m_stamp = 1;
+    std::unique_ptr<int[]> m_firstRun;             // per leaf, its first run; one more at the end
+    std::unique_ptr<float[]> m_runBoxes;           // six floats per run, written on first use
+    std::unique_ptr<unsigned char[]> m_leafReady;  // whether a leaf's run boxes are written
 };
 }  // namespace oxGeom

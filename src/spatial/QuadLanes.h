@@ -220,6 +220,18 @@ inline int signBits(QuadFloat a)
 }
 #endif
 
+/// Asks for the cache line holding `p` ahead of its use.
+inline void prefetch(const void* p)
+{
+#if defined(__GNUC__) || defined(__clang__)
+    __builtin_prefetch(p);
+#elif TRELM_QUAD_SSE
+    _mm_prefetch(static_cast<const char*>(p), _MM_HINT_T0);
+#else
+    (void)p;
+#endif
+}
+
 /// mask ? a : b per lane, for masks from the comparisons.
 inline QuadFloat select(QuadFloat mask, QuadFloat a, QuadFloat b)
 {

@@ -8,10 +8,18 @@
 #include "QuadLanes.h"
 #include "QuadRayWalk.h"
 
+#include <algorithm>
 #include <functional>
 
 namespace oxGeom
 {
+namespace
+{
+/// Entries per run of a leaf's list. Eight keeps the box overhead at a quarter of a triangle
+/// test per entry while still letting packets pass over most of a leaf.
+constexpr int runLength = 8;
+}  // namespace
+
 QuadRayTracer::QuadRayTracer(const Octree& octree, const OctreeTris& tris, const CompactMesh* mesh)
     : OctreeQuadRayIntersectIt(octree), m_tris(tris)
 {
@@ -23,6 +31,19 @@ QuadRayTracer::QuadRayTracer(const Octree& octree, const OctreeTris& tris, const
         m_numVertices = mesh->getNumVertices();
     }
     m_marks.reset(new std::uint32_t[static_cast<std::size_t>(m_numTriangles)]());
+    const int leaves = tris.getNumLeaves();
+    m_firstRun.reset(new int[static_cast<std::size_t>(leaves) + 1]);
+    std::size_t runs = 0;
+    for (int leaf = 0; leaf < leaves; ++leaf)
+    {
+        m_firstRun[static_cast<std::size_t>(leaf)] = static_cast<int>(runs);
+        runs += static_cast<std::size_t>((tris.numTris(leaf) + runLength - 1) / runLength);
+    }
+    m_firstRun[static_cast<std::size_t>(leaves)] = static_cast<int>(runs);
+    // Left unwritten until a leaf is first visited: a tracer that casts few packets touches
+    // only the boxes it uses.
+    m_runBoxes.reset(new float[6 * runs]);
+    m_leafReady.reset(new unsigned char[static_cast<std::size_t>(leaves)]());
 }
 
 QuadRayTracer::~QuadRayTracer() = default;
@@ -47,27 +68,75 @@ void QuadRayTracer::intersect(QuadRay& packet)
         const int leaf = walk.leafNumber();
         const int* list = m_tris.firstTri(leaf);
         const int count = m_tris.numTris(leaf);
-        for (int k = 0; k < count; ++k)
+        const float* boxes = count > 0 ? runBoxes(leaf) : nullptr;
+        for (int begin = 0; begin < count && !finished; begin += runLength, boxes += 6)
         {
-            const unsigned index = static_cast<unsigned>(list[k]);
-            if (index >= numTriangles || marks[index] == stamp)
+            if (QuadRayKernels::boxLanes(packet, boxes) == 0)
                 continue;
-            marks[index] = stamp;
-            const MeshTriangle& triangle = m_triangles[index];
-            if (static_cast<unsigned>(triangle[0]) >= numVertices ||
-                static_cast<unsigned>(triangle[1]) >= numVertices ||
-                static_cast<unsigned>(triangle[2]) >= numVertices)
-                continue;
-            // Lanes terminate only on a hit, so termination is checked after hits alone.
-            if (QuadRayKernels::intersectTriangle(packet, triangle, m_vertices) &&
-                QuadRayKernels::allTerminated(packet))
+            const int end = std::min(count, begin + runLength);
+            // Ask for the run's marks and triangles at once rather than one miss at a time.
+            for (int k = begin; k < end; ++k)
             {
-                finished = true;
-                break;
+                const unsigned index = static_cast<unsigned>(list[k]);
+                if (index < numTriangles)
+                {
+                    lanes::prefetch(marks + index);
+                    lanes::prefetch(m_triangles + index);
+                }
+            }
+            for (int k = begin; k < end; ++k)
+            {
+                const unsigned index = static_cast<unsigned>(list[k]);
+                if (index >= numTriangles || marks[index] == stamp)
+                    continue;
+                marks[index] = stamp;
+                const MeshTriangle& triangle = m_triangles[index];
+                if (static_cast<unsigned>(triangle[0]) >= numVertices ||
+                    static_cast<unsigned>(triangle[1]) >= numVertices ||
+                    static_cast<unsigned>(triangle[2]) >= numVertices)
+                    continue;
+                // Lanes terminate only on a hit, so termination is checked after hits alone.
+                if (QuadRayKernels::intersectTriangle(packet, triangle, m_vertices) &&
+                    QuadRayKernels::allTerminated(packet))
+                {
+                    finished = true;
+                    break;
+                }
             }
         }
     }
     advanceStamp();
+}
+
+const float* QuadRayTracer::runBoxes(int leaf)
+{
+    float* boxes = m_runBoxes.get() + 6 * static_cast<std::size_t>(m_firstRun[leaf]);
+    if (m_leafReady[leaf])
+        return boxes;
+    const int* list = m_tris.firstTri(leaf);
+    const int count = m_tris.numTris(leaf);
+    const unsigned numVertices = static_cast<unsigned>(m_numVertices);
+    for (int begin = 0; begin < count; begin += runLength)
+    {
+        BoundingBox box;
+        for (int k = begin; k < std::min(count, begin + runLength); ++k)
+        {
+            const unsigned index = static_cast<unsigned>(list[k]);
+            if (index >= static_cast<unsigned>(m_numTriangles))
+                continue;
+            for (int corner = 0; corner < 3; ++corner)
+            {
+                const unsigned v = static_cast<unsigned>(m_triangles[index][corner]);
+                if (v < numVertices)
+                    box.extend(m_vertices[v].v);
+            }
+        }
+        // A run with nothing valid keeps the empty box. The kernel would read its inverted
+        // slabs as a full box; that only means its entries are looked at (and skipped).
+        std::copy(box.data(), box.data() + 6, boxes + 6 * (begin / runLength));
+    }
+    m_leafReady[leaf] = 1;
+    return boxes;
 }
 
 int QuadRayTracer::triangleIndex(const QuadRay& packet, int lane) const

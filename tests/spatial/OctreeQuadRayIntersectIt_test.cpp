@@ -22,7 +22,10 @@ using oxLinear::VectorFlt;
 
 namespace
 {
-QuadRay randomPacket(const BoundingBox& root, std::mt19937& rng, bool firstHit)
+/// A packet from in and around the root box towards points of it. Variant 1 gives two lanes a
+/// zero component; variant 2 also puts the origin on the root's split plane of that axis, so
+/// those lanes run along the faces of the children.
+QuadRay randomPacket(const BoundingBox& root, std::mt19937& rng, bool firstHit, int variant = 0)
 {
     PointFlt origin;
     VectorFlt d[4];
@@ -31,9 +34,14 @@ QuadRay randomPacket(const BoundingBox& root, std::mt19937& rng, bool firstHit)
         const float side = root[axis + 3] - root[axis];
         origin[axis] = testsupport::uniform(rng, root[axis] - side, root[axis + 3] + side);
     }
+    const int flat = static_cast<int>(rng() % 3);
+    if (variant == 2)
+        origin[flat] = Octree::splitValue(root[flat], root[flat + 3]);
     for (VectorFlt& lane : d)
         for (int axis = 0; axis < 3; ++axis)
             lane[axis] = testsupport::uniform(rng, root[axis], root[axis + 3]) - origin[axis];
+    if (variant > 0)
+        d[0][flat] = d[1][flat] = 0.0f;
     return QuadRay(origin, d[0], d[1], d[2], d[3], firstHit);
 }
 
@@ -57,7 +65,7 @@ TEST(OctreeQuadRayIntersectIt, yieldsTheLeavesSomeLaneMeetsInTheMeanDirectionOrd
         int nonEmpty = 0;
         for (int q = 0; q < 40; ++q)
         {
-            QuadRay packet = randomPacket(octree.getBounds(), rng, false);
+            QuadRay packet = randomPacket(octree.getBounds(), rng, false, q % 3);
             it.reset(packet, false);
             const VectorFlt& mean = packet.meanDirection();
             const std::vector<int> expected =
