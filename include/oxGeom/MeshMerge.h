@@ -28,11 +28,12 @@ class MeshMergeImpl;
 /// order described at merge, then each source's new ones); its triangles are
 /// its own, renumbered, followed by every source's triangles in list order,
 /// renumbered and with their corners in stored order (a mirroring placement
-/// does not turn them). Triangles that collapse are kept. Only positions and
-/// triangles are merged: the destination's other vertex channels keep their
-/// arrays, resized to the new vertex count, but their values no longer belong
-/// to the renumbered vertices (recompute or drop them); sources' channels,
-/// strips, fans and lines are ignored.
+/// does not turn them). Triangles that collapse are kept. The destination's own
+/// strips, fans, lines and line strips are renumbered with its vertices. Only
+/// positions and triangles are merged: the destination's other vertex channels
+/// keep their arrays, resized to the new vertex count, but their values no
+/// longer belong to the renumbered vertices (recompute or drop them); sources'
+/// channels, strips, fans and lines are ignored.
 ///
 /// Placements: a matrix equivalent to the identity within
 /// oxLinear::epsilonTolFlt leaves the stored coordinates untouched; any other
@@ -53,7 +54,8 @@ public:
     MeshMerge& operator=(const MeshMerge&) = delete;
 
     /// Welds and merges, then announces a Topology modification (no remap) on
-    /// the destination.
+    /// the destination, flagged stripsAndFansModified, linesModified or
+    /// lineStripsModified when the destination had those primitives.
     ///
     /// Vertices: every mesh in turn (destination first, then the sources in
     /// list order) is visited in 100 interleaved passes (pass p takes vertices

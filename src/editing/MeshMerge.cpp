@@ -96,6 +96,7 @@ private:
     void insertMesh(const MergeInput& input, oxUtil::Progress& phase);
     void remapMesh(const MergeInput& input, oxUtil::Progress& phase);
     void mergeTriangles();
+    void renumberDestinationPrimitives(MeshModification& modification);
     void toleranceBox(const float q[3], BoundingBox& box) const
     {
         for (int a = 0; a < 3; ++a)
@@ -148,8 +149,9 @@ void MeshMergeImpl::merge(oxUtil::Progress& progress)
     mergeTriangles();
     debugChannel().print("  mergeTriangles: %f s\n", watch.clear());
 
-    m_vertexMaps.clear();
     MeshModification modification(&m_destination, MeshModification::Topology, nullptr);
+    renumberDestinationPrimitives(modification);
+    m_vertexMaps.clear();
     m_destination.modified(modification);
 }
 
@@ -262,6 +264,29 @@ void MeshMergeImpl::mergeTriangles()
     const std::size_t corners = 3 * static_cast<std::size_t>(m_inputs[0].numTriangles);
     for (std::size_t c = 0; c < corners; ++c)
         out[c] = mapCorner(destinationMap, out[c]);
+}
+
+// The destination's strips, fans, lines and line strips index its vertices as
+// well; they follow the renumbering, so they keep naming the same positions and
+// never point past the welded vertex array.
+void MeshMergeImpl::renumberDestinationPrimitives(MeshModification& modification)
+{
+    const std::vector<int>& map = m_vertexMaps.front();
+    auto renumber = [&map](int* indices, int count)
+    {
+        for (int i = 0; i < count; ++i)
+            indices[i] = mapCorner(map, indices[i]);
+        return count > 0;
+    };
+    CompactMesh& mesh = m_destination;
+    const bool strips = renumber(mesh.getTriStripPoints(), mesh.getNumTriStripPoints());
+    const bool fans = renumber(mesh.getTriFanPoints(), mesh.getNumTriFanPoints());
+    if (strips || fans)
+        modification.stripsAndFansModified();
+    if (renumber(reinterpret_cast<int*>(mesh.getLines()), 2 * mesh.getNumLines()))
+        modification.linesModified();
+    if (renumber(mesh.getLineStripPoints(), mesh.getNumLineStripPoints()))
+        modification.lineStripsModified();
 }
 
 MeshMerge::MeshMerge(CompactMesh& destination, const ox::list<MeshPlacement>& sources,

@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <list>
@@ -295,10 +296,19 @@ TEST(MeshMerge, edgeCasesKeepIndicesDefined)
     // No sources: the destination is welded with itself.
     CompactMesh soupOfSquare =
         makeMesh({0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 0, 0, 1, 1, 0, 0, 1, 0}, {0, 1, 2, 3, 4, 5});
+    soupOfSquare.resizeTriStripArrays(1, 3);  // its strip and line follow the renumbering
+    std::copy_n(std::vector<int>{3, 4, 5}.begin(), 3, soupOfSquare.getTriStripPoints());
+    soupOfSquare.resizeLineArray(1);
+    soupOfSquare.getLines()[0] = {{5, 9}};  // 9: no such vertex, maps to 0
     testsupport::DebugCapture capture;
     runMerge(soupOfSquare, {}, 0.0f);
     EXPECT_EQ(soupOfSquare.getNumVertices(), 4);
     EXPECT_EQ(trianglesOf(soupOfSquare), (std::vector<int>{0, 1, 2, 0, 2, 3}));
+    EXPECT_EQ(
+        std::vector<int>(soupOfSquare.getTriStripPoints(), soupOfSquare.getTriStripPoints() + 3),
+        (std::vector<int>{0, 2, 3}));
+    EXPECT_EQ(soupOfSquare.getLines()[0][0], 3);
+    EXPECT_EQ(soupOfSquare.getLines()[0][1], 0);
     EXPECT_EQ(capture.text().substr(0, 28), "MeshMerge:  0 source meshes\n");
 
     // The destination as its own source: its triangles twice over one vertex set.
