@@ -1,15 +1,18 @@
 // MeshClosestPoint: nearest point of a mesh by a best-first walk over the octree leaves and
 // their triangle lists. A leaf's box distance bounds every triangle it lists, so the walk stops
 // at the first leaf no nearer than the best answer; per-triangle visit stamps make each triangle
-// projected once per query without clearing anything between queries.
+// projected once per query without clearing anything between queries. Queries are bound by
+// memory traffic, so each leaf keeps (built on its first visit) a byte-quantised box per listed
+// triangle: most triangles are rejected from those six bytes without touching the mesh.
+// Based on: Hjaltason and Samet, "Distance Browsing in Spatial Databases" (1999).
 
 #include <oxGeom/meshClosestPoint.h>
-
-#include <oxGeom/OctreeIterators.h>
 
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace oxGeom
@@ -28,6 +31,305 @@ double coordinateScale(const Octree& octree)
         scale = std::max(scale, std::fabs(static_cast<double>(box[i])));
     return scale;
 }
+
+// Octree leaves by increasing box distance from a point: the same walk as OctreeClosestIt, step
+// for step (the same binary heap with the same tie rules, children pushed in slot order), so
+// leaves come in exactly its order, equal distances included. It is written out here because
+// the query spends much of its time in it: entries are 32 bytes (float distance, node index,
+// box) instead of a full iterator, and node access and heap moves inline.
+class NearestLeafWalk
+{
+public:
+    void reset(const Octree& octree, const oxLinear::Point& point)
+    {
+        m_nodes = octree.getNodes().data();
+        m_point = oxLinear::PointFlt(point);
+        m_heap.clear();
+        const OctreeIterator root = octree.getRoot();
+        if (!root.valid())
+            return;
+        push(Entry{boxDistance2(root.getBox()), root.getNodeIndex(), root.getBox()});
+        if (!isLeaf(m_heap.front()))
+            next();
+    }
+
+    bool valid() const { return !m_heap.empty(); }
+    // Squared distance from the point (rounded to floats) to the current leaf's box.
+    float distance2() const { return m_heap.front().distance2; }
+    int leafNumber() const { return -1 - m_nodes[m_heap.front().node]; }
+
+    void next()
+    {
+        do
+        {
+            const Entry top = m_heap.front();
+            pop();
+            const int firstChild = m_nodes[top.node];
+            if (firstChild < 0)
+                continue;
+            for (int slot = 0; slot < 8; ++slot)
+            {
+                const int child = firstChild + slot;
+                if (m_nodes[child] == Octree::absentNode)
+                    continue;
+                const BoundingBox box = Octree::childBox(top.box, slot);
+                push(Entry{boxDistance2(box), child, box});
+            }
+        } while (!m_heap.empty() && !isLeaf(m_heap.front()));
+    }
+
+private:
+    struct Entry
+    {
+        float distance2;
+        int node;
+        BoundingBox box;
+    };
+
+    bool isLeaf(const Entry& entry) const { return m_nodes[entry.node] < 0; }
+
+    // BoundingBox::distance2 written out with the same arithmetic (so the same float), inline.
+    float boxDistance2(const BoundingBox& box) const
+    {
+        const float* b = box.m_box;
+        if (!(b[0] <= b[3] && b[1] <= b[4] && b[2] <= b[5]))
+            return FLT_MAX;
+        double sum = 0.0;
+        for (int axis = 0; axis < 3; ++axis)
+        {
+            const double p = m_point[axis];
+            const double gap = std::max(
+                {static_cast<double>(b[axis]) - p, p - static_cast<double>(b[axis + 3]), 0.0});
+            sum += gap * gap;
+        }
+        return sum > FLT_MAX ? FLT_MAX : static_cast<float>(sum);
+    }
+
+    // An entry rises only past parents with a strictly larger distance.
+    void push(const Entry& entry)
+    {
+        std::size_t hole = m_heap.size();
+        m_heap.push_back(entry);
+        while (hole > 0)
+        {
+            const std::size_t parent = (hole - 1) / 2;
+            if (!(m_heap[parent].distance2 > entry.distance2))
+                break;
+            m_heap[hole] = m_heap[parent];
+            hole = parent;
+        }
+        m_heap[hole] = entry;
+    }
+
+    // The last entry sinks only below strictly smaller children, the left one when both are equal.
+    void pop()
+    {
+        const Entry last = m_heap.back();
+        m_heap.pop_back();
+        if (m_heap.empty())
+            return;
+        const std::size_t size = m_heap.size();
+        std::size_t hole = 0;
+        for (;;)
+        {
+            std::size_t child = 2 * hole + 1;
+            if (child >= size)
+                break;
+            if (child + 1 < size && m_heap[child + 1].distance2 < m_heap[child].distance2)
+                ++child;
+            if (!(m_heap[child].distance2 < last.distance2))
+                break;
+            m_heap[hole] = m_heap[child];
+            hole = child;
+        }
+        m_heap[hole] = last;
+    }
+
+    const int* m_nodes = nullptr;
+    oxLinear::PointFlt m_point;
+    std::vector<Entry> m_heap;
+};
+
+// The box of one triangle from its float corners.
+struct TriangleBox
+{
+    TriangleBox(const float* vertices, const int* corners)
+    {
+        const float* a = vertices + 3 * static_cast<long long>(corners[0]);
+        const float* b = vertices + 3 * static_cast<long long>(corners[1]);
+        const float* c = vertices + 3 * static_cast<long long>(corners[2]);
+        for (int axis = 0; axis < 3; ++axis)
+        {
+            low[axis] = std::min(std::min(a[axis], b[axis]), c[axis]);
+            high[axis] = std::max(std::max(a[axis], b[axis]), c[axis]);
+        }
+    }
+    float low[3], high[3];
+};
+
+// Squared distance from p to the box of a triangle; a lower bound of the triangle's distance.
+double triangleBoxDistance2(const TriangleBox& box, const oxLinear::Point& p)
+{
+    double sum = 0.0;
+    for (int axis = 0; axis < 3; ++axis)
+    {
+        const double gap =
+            std::max(std::max(box.low[axis] - p[axis], p[axis] - box.high[axis]), 0.0);
+        sum += gap * gap;
+    }
+    return sum;
+}
+
+// Per leaf, the boxes of its listed triangles quantised to bytes within the leaf's frame (the
+// box of all those triangles, which may reach beyond the leaf): six bytes per listing, read in
+// list order. Quantising rounds outwards, checked against the very expression that decodes
+// it, so a decoded box always holds the triangle and its distance stays a lower bound.
+// Leaves are quantised on their first visit, so a few queries cost no more than without it.
+class ListingBoxes
+{
+public:
+    enum class State : std::uint8_t
+    {
+        unbuilt,
+        quantised,
+        direct  // no finite frame (bad input): test triangle boxes from the mesh instead
+    };
+    struct Frame
+    {
+        float origin[3];
+        float step[3];  // value of one quantum per axis; 0 on a flat axis
+        State state;
+    };
+
+    // Drops everything when `tris` is not the list set the boxes were built for.
+    void follow(const OctreeTris& tris)
+    {
+        const ArrayOfSets& sets = tris.getData();
+        if (sets.getData() == m_listings && sets.getTotalSize() == m_numListings &&
+            sets.getNumSets() == static_cast<int>(m_frames.size()))
+            return;
+        m_listings = sets.getData();
+        m_numListings = sets.getTotalSize();
+        // Uninitialised on purpose: a leaf's bytes are written when it is first visited.
+        m_bytes.reset(new std::uint8_t[6 * static_cast<std::size_t>(m_numListings) + 1]);
+        m_frames.assign(static_cast<std::size_t>(sets.getNumSets()),
+                        Frame{{0, 0, 0}, {0, 0, 0}, State::unbuilt});
+    }
+
+    const Frame& frame(const OctreeTris& tris, int leaf, const float* vertices,
+                       const int* triangles, int numTriangles)
+    {
+        Frame& frame = m_frames[static_cast<std::size_t>(leaf)];
+        if (frame.state == State::unbuilt)
+            build(tris, leaf, vertices, triangles, numTriangles, frame);
+        return frame;
+    }
+
+    const std::uint8_t* bytes(const OctreeTris& tris, int leaf) const
+    {
+        return m_bytes.get() + 6 * static_cast<std::size_t>(tris.getData().getOffsets()[leaf]);
+    }
+
+    // Decoding: coordinate = origin + q * step, in double.
+    static double decode(float origin, float step, int q)
+    {
+        return static_cast<double>(origin) + q * static_cast<double>(step);
+    }
+
+private:
+    static bool inRange(int t, int count)
+    {
+        return static_cast<unsigned>(t) < static_cast<unsigned>(count);
+    }
+
+    void build(const OctreeTris& tris, int leaf, const float* vertices, const int* triangles,
+               int numTriangles, Frame& frame)
+    {
+        const int count = tris.numTris(leaf);
+        const int* list = tris.firstTri(leaf);
+        float low[3] = {FLT_MAX, FLT_MAX, FLT_MAX}, high[3] = {-FLT_MAX, -FLT_MAX, -FLT_MAX};
+        for (int k = 0; k < count; ++k)
+        {
+            if (!inRange(list[k], numTriangles))
+                continue;
+            const TriangleBox box(vertices, triangles + 3 * static_cast<long long>(list[k]));
+            for (int axis = 0; axis < 3; ++axis)
+            {
+                low[axis] = std::min(low[axis], box.low[axis]);
+                high[axis] = std::max(high[axis], box.high[axis]);
+            }
+        }
+        frame.state = State::quantised;
+        for (int axis = 0; axis < 3; ++axis)
+        {
+            // Written so that NaN fails too.
+            if (!(low[axis] <= high[axis]) || !std::isfinite(low[axis]) ||
+                !std::isfinite(high[axis]))
+            {
+                frame.state = State::direct;
+                return;
+            }
+            frame.origin[axis] = low[axis];
+            frame.step[axis] = quantum(low[axis], high[axis]);
+        }
+        std::uint8_t* out =
+            m_bytes.get() + 6 * static_cast<std::size_t>(tris.getData().getOffsets()[leaf]);
+        for (int k = 0; k < count; ++k, out += 6)
+        {
+            if (!inRange(list[k], numTriangles))
+            {
+                // Never skipped by its box: the query loop drops the bad index itself.
+                std::fill(out, out + 3, std::uint8_t(0));
+                std::fill(out + 3, out + 6, std::uint8_t(255));
+                continue;
+            }
+            const TriangleBox box(vertices, triangles + 3 * static_cast<long long>(list[k]));
+            for (int axis = 0; axis < 3; ++axis)
+            {
+                out[axis] = quantiseDown(box.low[axis], frame.origin[axis], frame.step[axis]);
+                out[axis + 3] = quantiseUp(box.high[axis], frame.origin[axis], frame.step[axis]);
+            }
+        }
+    }
+
+    // The smallest float step whose 255th multiple reaches `high` from `low` when decoded.
+    static float quantum(float low, float high)
+    {
+        if (!(high > low))
+            return 0.0f;
+        float step = static_cast<float>((static_cast<double>(high) - low) / 255.0);
+        while (decode(low, step, 255) < high)
+            step = std::nextafter(step, FLT_MAX);
+        return step;
+    }
+
+    static std::uint8_t quantiseDown(float value, float origin, float step)
+    {
+        if (step == 0.0f)
+            return 0;
+        int q = static_cast<int>(std::floor((static_cast<double>(value) - origin) / step));
+        q = std::min(std::max(q, 0), 255);
+        while (q > 0 && decode(origin, step, q) > value)
+            --q;
+        return static_cast<std::uint8_t>(q);
+    }
+
+    static std::uint8_t quantiseUp(float value, float origin, float step)
+    {
+        if (step == 0.0f)
+            return 0;
+        int q = static_cast<int>(std::ceil((static_cast<double>(value) - origin) / step));
+        q = std::min(std::max(q, 0), 255);
+        while (q < 255 && decode(origin, step, q) < value)
+            ++q;
+        return static_cast<std::uint8_t>(q);
+    }
+
+    const int* m_listings = nullptr;
+    int m_numListings = -1;
+    std::unique_ptr<std::uint8_t[]> m_bytes;
+    std::vector<Frame> m_frames;
+};
 }  // namespace
 
 // The shared query state. Held by pointer so that copies of a MeshClosestPoint can share it.
@@ -55,7 +357,9 @@ struct MeshClosestPoint::Context
 
     std::vector<std::uint32_t> marks;
     std::uint32_t stamp = 1;
-    OctreeClosestIt walk;
+    NearestLeafWalk walk;
+    ListingBoxes boxes;
+    std::vector<double> bounds;
 };
 
 MeshClosestPoint::MeshClosestPoint(const CompactMesh& mesh, const Octree& octree,
@@ -97,25 +401,6 @@ void MeshClosestPoint::setStamp(std::uint32_t value)
 
 namespace
 {
-// Squared distance from p to the bounding box of triangle t, in double from the float corners.
-// It bounds the triangle's own distance from below, so a triangle whose box lies farther than
-// the best answer cannot win and need not be projected.
-double triangleBoxDistance2(const float* vertices, const int* corners, const oxLinear::Point& p)
-{
-    const float* a = vertices + 3 * static_cast<long long>(corners[0]);
-    const float* b = vertices + 3 * static_cast<long long>(corners[1]);
-    const float* c = vertices + 3 * static_cast<long long>(corners[2]);
-    double sum = 0.0;
-    for (int axis = 0; axis < 3; ++axis)
-    {
-        const double low = std::min(std::min(a[axis], b[axis]), c[axis]);
-        const double high = std::max(std::max(a[axis], b[axis]), c[axis]);
-        const double gap = std::max(std::max(low - p[axis], p[axis] - high), 0.0);
-        sum += gap * gap;
-    }
-    return sum;
-}
-
 // The squared box distance beyond which a triangle is skipped: the best distance plus a slack
 // far above the rounding of a projected point (about 1e-16 of the coordinates' magnitude), so
 // a skipped triangle could never have been strictly nearer. Infinite while nothing is found.
@@ -124,6 +409,118 @@ double skipBound2(double best2, double slack)
     const double bound = std::sqrt(best2) + slack;
     return bound * bound;
 }
+
+// One query's running state and its per-leaf triangle loops.
+//
+// A triangle is skipped, without being marked, when its box lies beyond the best answer by more
+// than the slack: it cannot beat the best now nor any later one (the best only shrinks), so
+// meeting it again in another leaf changes nothing but time.
+//
+// Within a leaf the triangle with the nearest box is projected first, so that the best answer
+// is small before the others are tested. Equal distances are still resolved as in list order:
+// a candidate also replaces an equally near best found earlier in the same leaf at a later list
+// position. Answers are therefore exactly those of projecting every listed triangle once, in
+// walk and list order, and keeping the first of the nearest.
+struct Search
+{
+    const float* vertices;
+    const int* triangles;
+    int numTriangles;
+    std::uint32_t* marks;
+    std::uint32_t stamp;
+    oxLinear::Point p;
+    double slack;
+    MeshCoord* out;
+    std::vector<double>& bounds;  // scratch: the box distances of one leaf's listings
+    double best2 = DBL_MAX;
+    double skip2 = skipBound2(DBL_MAX, 0.0);
+    int leafSerial = 0;       // leaves processed so far
+    int bestLeafSerial = -1;  // leaf in which the best answer was found
+    int bestPosition = -1;    // and its position in that leaf's list
+
+    bool isTriangle(int t) const
+    {
+        return static_cast<unsigned>(t) < static_cast<unsigned>(numTriangles);
+    }
+
+    // Projects triangle t (listed at `position` of the current leaf) unless seen in this query.
+    void visit(int t, int position)
+    {
+        if (marks[t] == stamp)
+            return;
+        marks[t] = stamp;
+        const MeshCoord candidate = meshTriClosestPt(vertices, triangles, t, p);
+        if (!candidate.valid())
+            return;
+        const double d2 = oxLinear::distance2(p, candidate.evaluate(vertices, triangles));
+        const bool earlierTie =
+            d2 == best2 && bestLeafSerial == leafSerial && position < bestPosition;
+        if (d2 < best2 || earlierTie)
+        {
+            best2 = d2;
+            skip2 = skipBound2(best2, slack);
+            bestLeafSerial = leafSerial;
+            bestPosition = position;
+            if (out)
+                *out = candidate;
+        }
+    }
+
+    void quantisedLeaf(const ListingBoxes::Frame& frame, const std::uint8_t* bytes, const int* list,
+                       int count)
+    {
+        ++leafSerial;
+        double relative[3], step[3];
+        double frameSum = 0.0;
+        for (int axis = 0; axis < 3; ++axis)
+        {
+            relative[axis] = p[axis] - frame.origin[axis];
+            step[axis] = frame.step[axis];
+            const double extent = ListingBoxes::decode(0.0f, frame.step[axis], 255);
+            const double gap = std::max(std::max(-relative[axis], relative[axis] - extent), 0.0);
+            frameSum += gap * gap;
+        }
+        if (frameSum > skip2)
+            return;
+        if (bounds.size() < static_cast<std::size_t>(count))
+            bounds.resize(static_cast<std::size_t>(count));
+        int first = -1;
+        for (int k = 0; k < count; ++k, bytes += 6)
+        {
+            double sum = 0.0;
+            for (int axis = 0; axis < 3; ++axis)
+            {
+                const double gap = std::max(std::max(bytes[axis] * step[axis] - relative[axis],
+                                                     relative[axis] - bytes[axis + 3] * step[axis]),
+                                            0.0);
+                sum += gap * gap;
+            }
+            bounds[static_cast<std::size_t>(k)] = sum;
+            if (isTriangle(list[k]) && (first < 0 || sum < bounds[static_cast<std::size_t>(first)]))
+                first = k;
+        }
+        if (first < 0 || bounds[static_cast<std::size_t>(first)] > skip2)
+            return;
+        visit(list[first], first);
+        for (int k = 0; k < count; ++k)
+            if (k != first && bounds[static_cast<std::size_t>(k)] <= skip2 && isTriangle(list[k]))
+                visit(list[k], k);
+    }
+
+    void directLeaf(const int* list, int count)
+    {
+        ++leafSerial;
+        for (int k = 0; k < count; ++k)
+        {
+            const int t = list[k];
+            if (!isTriangle(t) ||
+                triangleBoxDistance2(
+                    TriangleBox(vertices, triangles + 3 * static_cast<long long>(t)), p) > skip2)
+                continue;
+            visit(t, k);
+        }
+    }
+};
 }  // namespace
 
 double MeshClosestPoint::compute(const oxLinear::Point& p, MeshCoord* out)
@@ -132,51 +529,35 @@ double MeshClosestPoint::compute(const oxLinear::Point& p, MeshCoord* out)
     const int numTriangles = m_mesh.getNumTriangles();
     if (context.marks.size() != static_cast<std::size_t>(numTriangles > 0 ? numTriangles : 0))
         context.resetMarks(numTriangles);
+    context.boxes.follow(m_tris);
 
-    const float* vertices = m_mesh.getVerticesRaw();
-    const int* triangles = m_mesh.getTrianglesRaw();
-    std::uint32_t* marks = context.marks.data();
-    const std::uint32_t stamp = context.stamp;
-    const double slack =
-        1e-7 * (m_scale + std::max({std::fabs(p[0]), std::fabs(p[1]), std::fabs(p[2])}));
-
-    double best2 = DBL_MAX;
-    double skip2 = skipBound2(best2, slack);
-    OctreeClosestIt& walk = context.walk;
+    Search search{m_mesh.getVerticesRaw(),
+                  m_mesh.getTrianglesRaw(),
+                  numTriangles,
+                  context.marks.data(),
+                  context.stamp,
+                  p,
+                  1e-7 * (m_scale + std::max({std::fabs(p[0]), std::fabs(p[1]), std::fabs(p[2])})),
+                  out,
+                  context.bounds};
+    NearestLeafWalk& walk = context.walk;
     for (walk.reset(m_octree, p); walk.valid(); walk.next())
     {
-        if (walk.getDistance2() >= best2)
+        if (walk.distance2() >= search.best2)
             break;
-        const int leaf = walk.get().getLeafNumber();
+        const int leaf = walk.leafNumber();
         const int count = m_tris.numTris(leaf);
-        const int* list = m_tris.firstTri(leaf);
-        for (int k = 0; k < count; ++k)
-        {
-            const int t = list[k];
-            // The box test comes before the mark: most listed triangles fail it, and leaving
-            // them unmarked saves a write to a large array. A skipped triangle cannot beat the
-            // best answer now nor any later one (the best only shrinks), so testing it again in
-            // another leaf changes nothing but time.
-            if (static_cast<unsigned>(t) >= static_cast<unsigned>(numTriangles) ||
-                triangleBoxDistance2(vertices, triangles + 3 * static_cast<long long>(t), p) >
-                    skip2 ||
-                marks[t] == stamp)
-                continue;
-            marks[t] = stamp;
-            const MeshCoord candidate = meshTriClosestPt(vertices, triangles, t, p);
-            if (!candidate.valid())
-                continue;
-            const double d2 = oxLinear::distance2(p, candidate.evaluate(vertices, triangles));
-            if (d2 < best2)
-            {
-                best2 = d2;
-                skip2 = skipBound2(best2, slack);
-                if (out)
-                    *out = candidate;
-            }
-        }
+        if (count <= 0)
+            continue;
+        const ListingBoxes::Frame& frame =
+            context.boxes.frame(m_tris, leaf, search.vertices, search.triangles, numTriangles);
+        if (frame.state == ListingBoxes::State::quantised)
+            search.quantisedLeaf(frame, context.boxes.bytes(m_tris, leaf), m_tris.firstTri(leaf),
+                                 count);
+        else
+            search.directLeaf(m_tris.firstTri(leaf), count);
     }
     context.advanceStamp();
-    return std::sqrt(best2);
+    return std::sqrt(search.best2);
 }
 }  // namespace oxGeom
