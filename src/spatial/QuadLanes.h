@@ -277,7 +277,10 @@ struct QuadRayKernels
             const QuadFloat t0 = mul(sub(splat(b[axis]), ray.m_origin[axis]), ray.m_rcp[axis]);
             const QuadFloat t1 = mul(sub(splat(b[axis + 3]), ray.m_origin[axis]), ray.m_rcp[axis]);
             QuadFloat n, f;
-            slabEnds(t0, t1, slack, n, f);
+            if (ray.m_axisParallel)
+                slabEnds(t0, t1, slack, n, f);
+            else
+                widenedEnds(min(t0, t1), max(t0, t1), slack, n, f);
             tNear = max(n, tNear);
             tFar = min(f, tFar);
         }
