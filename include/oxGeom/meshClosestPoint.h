@@ -25,9 +25,11 @@ namespace oxGeom
 /// lists of that octree (computeOctreeTris). All three are held by reference and must outlive
 /// the object and stay unchanged while it is used.
 /// The object owns a query context: one visit mark per triangle (32-bit stamps), the current
-/// stamp and an OctreeClosestIt. Marks are never cleared between queries: a query marks with the
-/// current stamp and then moves the stamp on; only when the stamp would reach 4294967295 are all
-/// marks zeroed and the stamp set back to 1 (once every 4294967294 queries).
+/// stamp, the walk's stack, one byte per octree node telling whether any triangle is listed
+/// below it, and for each leaf, built on its first visit, the box of its triangles and a
+/// byte-quantised box per listed triangle. Marks are never cleared between queries: a query
+/// marks with the current stamp and then moves the stamp on; only when the stamp would reach
+/// 4294967295 are all marks zeroed and the stamp set back to 1 (once every 4294967294 queries).
 ///
 /// Copies share the context: the copy constructor takes the three references and the context
 /// of `other` without owning it. A copy must not outlive the object it was copied from, and the
@@ -35,7 +37,9 @@ namespace oxGeom
 ///
 /// Thread safety: one object (with its copies) serves one thread at a time; concurrent callers
 /// each construct their own object over the same mesh, octree and lists (they are only read).
-/// Cost: construction O(T) (the zeroed marks); see compute.
+/// Cost: construction O(T) (the zeroed marks); the first query adds O(octree nodes) for the
+/// node flags. Memory: 4 bytes per triangle, 1 per node, 28 per leaf and 6 per listed triangle
+/// (the last two only for leaves visited).
 class MeshClosestPoint
 {
 public:
@@ -51,19 +55,24 @@ public:
     ///
     /// Inputs: the query point `p`; `out`, may be null.
     /// Output: returns the distance (not squared) from `p` to the nearest point of the mesh;
-    /// `*out`, when given, receives that point as a triangle and its barycentric weights
-    /// (MeshCoord::project on that triangle).
-    /// Leaves are taken nearest first; the walk stops at the first leaf no nearer than the best
-    /// squared distance found. Each triangle is projected at most once per query. A candidate
-    /// replaces the best only when strictly nearer, so of two equally near triangles the one met
-    /// first (leaf order, then list order) is kept.
+    /// `*out`, when given, receives that point as a triangle and its barycentric weights,
+    /// exactly as MeshCoord::project on that triangle gives them.
+    /// Walk: octree cells depth first, the nearer child cell first (equal distances in slot
+    /// order); cells without listed triangles, and cells no nearer than the best distance found
+    /// so far, are not entered. Every leaf nearer than the answer is visited, so the answer is
+    /// the nearest point over all triangles. Each triangle is projected at most once per query;
+    /// triangles whose box, plane or distance lies beyond the best answer are not projected.
+    /// Equally near triangles: the one met first (walk order, then list order within a leaf)
+    /// is kept; a later one must be strictly nearer.
     /// Preconditions: as for the constructor; every triangle index that `tris` lists has its
     /// three vertex indices inside the mesh's vertex array (true of lists from computeOctreeTris).
     /// Empty or degenerate input: triangles without area (MeshCoord::project fails) are skipped.
     /// With no triangle found (an empty mesh or octree) the result is the square root of the
     /// largest double, 1.3407807929942596e154, and `*out` is left untouched. Listed indices
     /// outside [0, T) are skipped. If the mesh's triangle count has changed since construction,
-    /// the marks are resized (and zeroed) first, so a stale object never reads past them.
+    /// the marks are resized (and zeroed) first, and when the octree's nodes or the lists have
+    /// been rebuilt the cached flags and boxes are dropped, so a stale object never reads past
+    /// its arrays.
     /// Thread safety: uses the shared context (class notes).
     /// Cost: proportional to the leaves visited and the triangles they list, never to T.
     double compute(const oxLinear::Point& p, MeshCoord* out);

@@ -32,50 +32,111 @@ double coordinateScale(const Octree& octree)
     return scale;
 }
 
-// Octree leaves by increasing box distance from a point: the same walk as OctreeClosestIt, step
-// for step (the same binary heap with the same tie rules, children pushed in slot order), so
-// leaves come in exactly its order, equal distances included. It is written out here because
-// the query spends much of its time in it: entries are 32 bytes (float distance, node index,
-// box) instead of a full iterator, and node access and heap moves inline.
-class NearestLeafWalk
+// The squared distance from a float point to a box, with BoundingBox::distance2's arithmetic
+// (the walk's distances are those of OctreeClosestIt), inline.
+float boxDistance2(const float* box, const oxLinear::PointFlt& point)
+{
+    if (!(box[0] <= box[3] && box[1] <= box[4] && box[2] <= box[5]))
+        return FLT_MAX;
+    double sum = 0.0;
+    for (int axis = 0; axis < 3; ++axis)
+    {
+        const double p = point[axis];
+        const double gap = std::max(
+            {static_cast<double>(box[axis]) - p, p - static_cast<double>(box[axis + 3]), 0.0});
+        sum += gap * gap;
+    }
+    return sum > FLT_MAX ? FLT_MAX : static_cast<float>(sum);
+}
+
+// Which octree nodes have a listed triangle somewhere below them (one byte per node of the
+// octree's node array). The walk never enters the others: in a tiled octree most cells away
+// from the surface are empty, and a query far from the surface would otherwise open them all.
+class OccupiedNodes
 {
 public:
-    void reset(const Octree& octree, const oxLinear::Point& point)
+    // Rebuilds the flags when `octree` or `tris` is not what they were built for.
+    void follow(const Octree& octree, const OctreeTris& tris)
     {
-        m_nodes = octree.getNodes().data();
-        m_point = oxLinear::PointFlt(point);
-        m_heap.clear();
-        const OctreeIterator root = octree.getRoot();
-        if (!root.valid())
+        const std::vector<int>& nodes = octree.getNodes();
+        if (nodes.data() == m_nodes && nodes.size() == m_flags.size() &&
+            tris.getData().getData() == m_listings && tris.getNumLeaves() == m_numLeaves)
             return;
-        push(Entry{boxDistance2(root.getBox()), root.getNodeIndex(), root.getBox()});
-        if (!isLeaf(m_heap.front()))
-            next();
+        m_nodes = nodes.data();
+        m_listings = tris.getData().getData();
+        m_numLeaves = tris.getNumLeaves();
+        m_flags.assign(nodes.size(), 0);
+        const OctreeIterator root = octree.getRoot();
+        if (root.valid())
+            mark(root.getNodeIndex(), tris);
     }
 
-    bool valid() const { return !m_heap.empty(); }
-    // Squared distance from the point (rounded to floats) to the current leaf's box.
-    float distance2() const { return m_heap.front().distance2; }
-    int leafNumber() const { return -1 - m_nodes[m_heap.front().node]; }
+    const std::uint8_t* flags() const { return m_flags.data(); }
 
-    void next()
+private:
+    // Recursion depth is the octree's depth, at most Octree::maxDepthLimit.
+    bool mark(int node, const OctreeTris& tris)
     {
-        do
-        {
-            const Entry top = m_heap.front();
-            pop();
-            const int firstChild = m_nodes[top.node];
-            if (firstChild < 0)
-                continue;
+        const int value = m_nodes[node];
+        bool occupied = false;
+        if (value < 0)
+            occupied = tris.numTris(-1 - value) > 0;
+        else
             for (int slot = 0; slot < 8; ++slot)
+                if (m_nodes[value + slot] != Octree::absentNode && mark(value + slot, tris))
+                    occupied = true;
+        m_flags[static_cast<std::size_t>(node)] = occupied ? 1 : 0;
+        return occupied;
+    }
+
+    const int* m_nodes = nullptr;
+    const int* m_listings = nullptr;
+    int m_numLeaves = -1;
+    std::vector<std::uint8_t> m_flags;
+};
+
+// Octree leaves near a point, depth first: the children of a node are taken nearest box first
+// (equal distances in slot order), and a node is opened only while its box is nearer than the
+// caller's current limit (the best squared distance so far). Every leaf nearer than the final
+// limit is yielded, so the nearest triangle is always met; no heap is kept, and subtrees without
+// triangles are never entered.
+class NearFirstWalk
+{
+public:
+    void reset(const Octree& octree, const std::uint8_t* occupied, const oxLinear::Point& point)
+    {
+        m_nodes = octree.getNodes().data();
+        m_occupied = occupied;
+        m_point = oxLinear::PointFlt(point);
+        m_stack.clear();
+        m_stack.reserve(8 * static_cast<std::size_t>(octree.getMaxDepth() + 1));
+        const OctreeIterator root = octree.getRoot();
+        if (!root.valid() || !occupied[root.getNodeIndex()])
+            return;
+        Entry entry{0.0f, root.getNodeIndex(), {}};
+        std::copy(root.getBox().m_box, root.getBox().m_box + 6, entry.box);
+        entry.distance2 = boxDistance2(entry.box, m_point);
+        m_stack.push_back(entry);
+    }
+
+    // Moves to the next leaf whose box is nearer than sqrt(limit2); false when none is left.
+    bool next(double limit2, int& leaf)
+    {
+        while (!m_stack.empty())
+        {
+            const Entry entry = m_stack.back();
+            m_stack.pop_back();
+            if (entry.distance2 >= limit2)
+                continue;
+            const int firstChild = m_nodes[entry.node];
+            if (firstChild < 0)
             {
-                const int child = firstChild + slot;
-                if (m_nodes[child] == Octree::absentNode)
-                    continue;
-                const BoundingBox box = Octree::childBox(top.box, slot);
-                push(Entry{boxDistance2(box), child, box});
+                leaf = -1 - firstChild;
+                return true;
             }
-        } while (!m_heap.empty() && !isLeaf(m_heap.front()));
+            pushChildren(entry, firstChild, limit2);
+        }
+        return false;
     }
 
 private:
@@ -83,71 +144,47 @@ private:
     {
         float distance2;
         int node;
-        BoundingBox box;
+        float box[6];
     };
 
-    bool isLeaf(const Entry& entry) const { return m_nodes[entry.node] < 0; }
-
-    // BoundingBox::distance2 written out with the same arithmetic (so the same float), inline.
-    float boxDistance2(const BoundingBox& box) const
+    // Pushes the occupied children nearer than the limit, farthest first, so that the nearest
+    // is taken next; among equal distances the lower slot is taken first.
+    void pushChildren(const Entry& parent, int firstChild, double limit2)
     {
-        const float* b = box.m_box;
-        if (!(b[0] <= b[3] && b[1] <= b[4] && b[2] <= b[5]))
-            return FLT_MAX;
-        double sum = 0.0;
-        for (int axis = 0; axis < 3; ++axis)
+        Entry children[8];
+        int count = 0;
+        for (int slot = 0; slot < 8; ++slot)
         {
-            const double p = m_point[axis];
-            const double gap = std::max(
-                {static_cast<double>(b[axis]) - p, p - static_cast<double>(b[axis + 3]), 0.0});
-            sum += gap * gap;
+            const int node = firstChild + slot;
+            if (m_nodes[node] == Octree::absentNode || !m_occupied[node])
+                continue;
+            Entry child{0.0f, node, {}};
+            for (int axis = 0; axis < 3; ++axis)
+            {
+                const float split = Octree::splitValue(parent.box[axis], parent.box[axis + 3]);
+                const bool upper = (slot >> axis) & 1;
+                child.box[axis] = upper ? split : parent.box[axis];
+                child.box[axis + 3] = upper ? parent.box[axis + 3] : split;
+            }
+            child.distance2 = boxDistance2(child.box, m_point);
+            if (child.distance2 >= limit2)
+                continue;
+            // Insertion into descending order of distance, later slots first among equals.
+            int hole = count++;
+            while (hole > 0 && children[hole - 1].distance2 <= child.distance2)
+            {
+                children[hole] = children[hole - 1];
+                --hole;
+            }
+            children[hole] = child;
         }
-        return sum > FLT_MAX ? FLT_MAX : static_cast<float>(sum);
-    }
-
-    // An entry rises only past parents with a strictly larger distance.
-    void push(const Entry& entry)
-    {
-        std::size_t hole = m_heap.size();
-        m_heap.push_back(entry);
-        while (hole > 0)
-        {
-            const std::size_t parent = (hole - 1) / 2;
-            if (!(m_heap[parent].distance2 > entry.distance2))
-                break;
-            m_heap[hole] = m_heap[parent];
-            hole = parent;
-        }
-        m_heap[hole] = entry;
-    }
-
-    // The last entry sinks only below strictly smaller children, the left one when both are equal.
-    void pop()
-    {
-        const Entry last = m_heap.back();
-        m_heap.pop_back();
-        if (m_heap.empty())
-            return;
-        const std::size_t size = m_heap.size();
-        std::size_t hole = 0;
-        for (;;)
-        {
-            std::size_t child = 2 * hole + 1;
-            if (child >= size)
-                break;
-            if (child + 1 < size && m_heap[child + 1].distance2 < m_heap[child].distance2)
-                ++child;
-            if (!(m_heap[child].distance2 < last.distance2))
-                break;
-            m_heap[hole] = m_heap[child];
-            hole = child;
-        }
-        m_heap[hole] = last;
+        m_stack.insert(m_stack.end(), children, children + count);
     }
 
     const int* m_nodes = nullptr;
+    const std::uint8_t* m_occupied = nullptr;
     oxLinear::PointFlt m_point;
-    std::vector<Entry> m_heap;
+    std::vector<Entry> m_stack;
 };
 
 // The box of one triangle from its float corners.
@@ -357,7 +394,8 @@ struct MeshClosestPoint::Context
 
     std::vector<std::uint32_t> marks;
     std::uint32_t stamp = 1;
-    NearestLeafWalk walk;
+    OccupiedNodes occupied;
+    NearFirstWalk walk;
     ListingBoxes boxes;
     std::vector<double> bounds;
 };
@@ -406,6 +444,8 @@ namespace
 // a skipped triangle could never have been strictly nearer. Infinite while nothing is found.
 double skipBound2(double best2, double slack)
 {
+    if (best2 == DBL_MAX)
+        return HUGE_VAL;
     const double bound = std::sqrt(best2) + slack;
     return bound * bound;
 }
@@ -449,6 +489,8 @@ struct Search
         if (marks[t] == stamp)
             return;
         marks[t] = stamp;
+        if (cannotWin(triangles + 3 * static_cast<long long>(t)))
+            return;
         const MeshCoord candidate = meshTriClosestPt(vertices, triangles, t, p);
         if (!candidate.valid())
             return;
@@ -464,6 +506,85 @@ struct Search
             if (out)
                 *out = candidate;
         }
+    }
+
+    // True when the triangle lies beyond the best answer by more than the slack: first by the
+    // distance to its plane, then by its exact distance (computed here in double, the same
+    // region walk as MeshCoord::project). Only near-winners reach the projection proper, whose
+    // numbers decide the answer.
+    bool cannotWin(const int* corners) const
+    {
+        if (skip2 == HUGE_VAL)
+            return false;
+        double a[3], ab[3], ac[3], ap[3];
+        for (int axis = 0; axis < 3; ++axis)
+        {
+            a[axis] = vertices[3 * static_cast<long long>(corners[0]) + axis];
+            ab[axis] = vertices[3 * static_cast<long long>(corners[1]) + axis] - a[axis];
+            ac[axis] = vertices[3 * static_cast<long long>(corners[2]) + axis] - a[axis];
+            ap[axis] = p[axis] - a[axis];
+        }
+        const double normal[3] = {ab[1] * ac[2] - ab[2] * ac[1], ab[2] * ac[0] - ab[0] * ac[2],
+                                  ab[0] * ac[1] - ab[1] * ac[0]};
+        const double height = dot(normal, ap);
+        const double normal2 = dot(normal, normal);
+        // Written so that a degenerate (or NaN) triangle is never rejected here.
+        if (height * height > skip2 * normal2)
+            return true;
+        return triangleDistance2(ab, ac, ap) > skip2;
+    }
+
+    static double dot(const double* u, const double* v)
+    {
+        return u[0] * v[0] + u[1] * v[1] + u[2] * v[2];
+    }
+
+    // Squared distance from p to the triangle a + s ab + t ac, with ap = p - a: the nearest
+    // point by the vertex, edge and face regions.
+    static double triangleDistance2(const double* ab, const double* ac, const double* ap)
+    {
+        const double d1 = dot(ab, ap), d2 = dot(ac, ap);
+        if (d1 <= 0.0 && d2 <= 0.0)
+            return dot(ap, ap);
+        double bp[3], cp[3];
+        for (int axis = 0; axis < 3; ++axis)
+        {
+            bp[axis] = ap[axis] - ab[axis];
+            cp[axis] = ap[axis] - ac[axis];
+        }
+        const double d3 = dot(ab, bp), d4 = dot(ac, bp);
+        if (d3 >= 0.0 && d4 <= d3)
+            return dot(bp, bp);
+        const double vc = d1 * d4 - d3 * d2;
+        if (vc <= 0.0 && d1 >= 0.0 && d3 <= 0.0)
+            return offsetDistance2(ap, ab, d1 / (d1 - d3), ac, 0.0);
+        const double d5 = dot(ab, cp), d6 = dot(ac, cp);
+        if (d6 >= 0.0 && d5 <= d6)
+            return dot(cp, cp);
+        const double vb = d5 * d2 - d1 * d6;
+        if (vb <= 0.0 && d2 >= 0.0 && d6 <= 0.0)
+            return offsetDistance2(ap, ab, 0.0, ac, d2 / (d2 - d6));
+        const double va = d3 * d6 - d5 * d4;
+        if (va <= 0.0 && (d4 - d3) >= 0.0 && (d5 - d6) >= 0.0)
+        {
+            const double w = (d4 - d3) / ((d4 - d3) + (d5 - d6));
+            return offsetDistance2(bp, ac, w, ab, -w);  // b + w (c - b), seen from p
+        }
+        const double denominator = 1.0 / (va + vb + vc);
+        return offsetDistance2(ap, ab, vb * denominator, ac, vc * denominator);
+    }
+
+    // |from - (s u + t v)|^2: the squared distance from p to a + s u + t v when from = p - a.
+    static double offsetDistance2(const double* from, const double* u, double s, const double* v,
+                                  double t)
+    {
+        double sum = 0.0;
+        for (int axis = 0; axis < 3; ++axis)
+        {
+            const double d = from[axis] - s * u[axis] - t * v[axis];
+            sum += d * d;
+        }
+        return sum;
     }
 
     void quantisedLeaf(const ListingBoxes::Frame& frame, const std::uint8_t* bytes, const int* list,
@@ -529,6 +650,7 @@ double MeshClosestPoint::compute(const oxLinear::Point& p, MeshCoord* out)
     const int numTriangles = m_mesh.getNumTriangles();
     if (context.marks.size() != static_cast<std::size_t>(numTriangles > 0 ? numTriangles : 0))
         context.resetMarks(numTriangles);
+    context.occupied.follow(m_octree, m_tris);
     context.boxes.follow(m_tris);
 
     Search search{m_mesh.getVerticesRaw(),
@@ -540,15 +662,12 @@ double MeshClosestPoint::compute(const oxLinear::Point& p, MeshCoord* out)
                   1e-7 * (m_scale + std::max({std::fabs(p[0]), std::fabs(p[1]), std::fabs(p[2])})),
                   out,
                   context.bounds};
-    NearestLeafWalk& walk = context.walk;
-    for (walk.reset(m_octree, p); walk.valid(); walk.next())
+    NearFirstWalk& walk = context.walk;
+    walk.reset(m_octree, context.occupied.flags(), p);
+    int leaf = -1;
+    while (walk.next(search.best2, leaf))
     {
-        if (walk.distance2() >= search.best2)
-            break;
-        const int leaf = walk.leafNumber();
         const int count = m_tris.numTris(leaf);
-        if (count <= 0)
-            continue;
         const ListingBoxes::Frame& frame =
             context.boxes.frame(m_tris, leaf, search.vertices, search.triangles, numTriangles);
         if (frame.state == ListingBoxes::State::quantised)
