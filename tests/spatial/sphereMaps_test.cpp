@@ -23,8 +23,10 @@ TEST(mapSphericalToUniformCartesian, coversTheSphereWithZLinearInV)
             ASSERT_NEAR(p.length(), 1.0f, 1e-6f);
             ASSERT_NEAR(p.z(), 2.0f * v - 1.0f, 1e-6f);  // equal bands of v, equal areas
             if (v > 0.0f && v < 1.0f)
+            {
                 ASSERT_NEAR(std::remainder(std::atan2(p.y(), p.x()) - 6.2831853 * u, 6.2831853),
                             0.0, 1e-5);
+            }
         }
 }
 
