@@ -28,4 +28,4 @@ bash scripts/build.sh tsan -DTRELM_BUILD_EXAMPLES=OFF
 # The threaded suites are named after the pool and the threaded families.
 TSAN_OPTIONS=halt_on_error=1 setarch "$(uname -m)" -R \
     ctest --test-dir build/tsan --output-on-failure --parallel "$jobs" \
-    -R '^(ThreadPool|ThreadedAlg|Progress|meshArea|meshBoundingBox|arrangementBoundingBox|meshTransform|computeOctreeTris|meshOctreeLines|SimpleMeshCache|meshNormalize|meshComputeNormals|meshCurvature|meshCompact|SMPSort|MeshClosestPoint)'
+    -R '^(ThreadPool|ThreadedAlg|Progress|meshArea|meshBoundingBox|arrangementBoundingBox|meshTransform|computeOctreeTris|meshOctreeLines|SimpleMeshCache|meshNormalize|meshComputeNormals|meshCurvature|meshCompact|SMPSort|meshComputeTriangleNormals|meshDuplicateTris|meshRemoveDuplicateTris|MeshClosestPoint)'
