@@ -46,10 +46,12 @@ oxLinear::Normal meshTriNormal(const float* vertices, const int* triangle);
 /// Thread safety: runs on oxUtil::ThreadPool::get() and gives the same bits for every thread
 /// count; the caller needs exclusive access to `mesh`.
 /// Diagnostics: "meshComputeNormals:  vertices %d  triangles %d" before the work.
-/// Cost: O(V + T): each pool thread owns a contiguous range of vertices and adds the normals of
-/// the triangles touching it, skipping blocks of triangles whose corners all lie outside it;
-/// about the serial loop's time on one thread, less on two for meshes whose vertex numbering
-/// follows the surface (as meshes from scanners and meshers do).
+/// Cost: O(V + T) time. Each pool thread owns a contiguous range of vertices and adds the
+/// normals of the triangles touching it, skipping blocks of 256 triangles whose corners all lie
+/// outside it; with more than one thread a table of the blocks' vertex spans is built first
+/// (2 ints per block), and when the ranges would share most blocks (a mesh numbered at random)
+/// also a table of triangle normals (3T floats), so that no normal is computed twice. About
+/// the serial loop's time on one thread, less on two.
 void meshComputeNormals(CompactMesh& mesh);
 
 /// Computes the triangle normals of `mesh`: triangle i gets meshTriNormal of its corners,

@@ -3,8 +3,10 @@
 // to give every thread count the serial loop's bits, each pool thread owns a contiguous range
 // of vertices and adds, in ascending triangle order, the normals of the triangles touching its
 // range. A first run records the span of vertex indices of each block of triangles, so that a
-// thread skips the blocks that cannot touch its range; on meshes numbered along the surface
-// each thread then computes about its share of the triangle normals and no more.
+// thread skips the blocks that cannot touch its range. On meshes numbered along the surface
+// each thread then computes about its share of the triangle normals on the spot; where the
+// spans show that the ranges would share most blocks (a mesh numbered at random), the
+// triangle normals are computed once into a table by a run of their own and read from there.
 
 #include <oxGeom/meshNormals.h>
 
@@ -82,9 +84,34 @@ private:
         m_spans[2 * block + 1] = hi;
     }
 
-    const MeshArrays& m_mesh;
+    const MeshArrays m_mesh;  // a copy: the hot loops read it from the algorithm object
     int m_numBlocks;
     int* m_spans;
+};
+
+// The float normal of every triangle whose corners are all vertices; the others are never read.
+class TriangleNormalTableAlg : public oxUtil::ThreadedAlg
+{
+public:
+    TriangleNormalTableAlg(const MeshArrays& mesh, float* table) : m_mesh(mesh), m_table(table) {}
+
+    void execute(int threadIndex, int numThreads) override
+    {
+        int begin, end;
+        getSlice(threadIndex, numThreads, m_mesh.numTriangles, begin, end);
+        for (int i = begin; i < end; ++i)
+        {
+            const int* t = m_mesh.triangle(i);
+            if (m_mesh.isVertex(t[0]) && m_mesh.isVertex(t[1]) && m_mesh.isVertex(t[2]))
+                detail::triangleNormal(m_mesh.vertex(t[0]), m_mesh.vertex(t[1]),
+                                       m_mesh.vertex(t[2]),
+                                       m_table + 3 * static_cast<long long>(i));
+        }
+    }
+
+private:
+    const MeshArrays m_mesh;
+    float* m_table;
 };
 
 // Each thread zeroes its range of normals, adds the normals of the triangles touching the
@@ -92,9 +119,11 @@ private:
 class MeshComputeNormalsAlg : public oxUtil::ThreadedAlg
 {
 public:
-    // `spans`: the block span table, or null to visit every block.
-    MeshComputeNormalsAlg(const MeshArrays& mesh, const int* spans, float* normals)
-        : m_mesh(mesh), m_spans(spans), m_normals(normals)
+    // `spans`: the block span table, or null to visit every block. `triangleNormals`: the
+    // table of triangle normals, or null to compute each on the spot.
+    MeshComputeNormalsAlg(const MeshArrays& mesh, const int* spans, const float* triangleNormals,
+                          float* normals)
+        : m_mesh(mesh), m_spans(spans), m_triangleNormals(triangleNormals), m_normals(normals)
     {
     }
 
@@ -112,13 +141,23 @@ public:
             if (m_spans && (m_spans[2 * block] >= end || m_spans[2 * block + 1] < begin))
                 continue;
             const int first = block * blockSize;
-            addBlock(first, first + std::min(blockSize, m_mesh.numTriangles - first), begin, end);
+            const int last = first + std::min(blockSize, m_mesh.numTriangles - first);
+            if (begin == 0 && end == m_mesh.numVertices)
+                m_triangleNormals ? addBlock<true, true>(first, last, begin, end)
+                                  : addBlock<true, false>(first, last, begin, end);
+            else
+                m_triangleNormals ? addBlock<false, true>(first, last, begin, end)
+                                  : addBlock<false, false>(first, last, begin, end);
         }
         for (int v = begin; v < end; ++v)
             detail::normalizeVector(m_normals + 3 * static_cast<long long>(v));
     }
 
 private:
+    // Adds the normals of triangles [first, last) to the corners in [begin, end). Instantiated
+    // without the ownership tests for a thread that owns every vertex, and for triangle normals
+    // read from the table or computed on the spot.
+    template <bool OwnsAll, bool Stored>
     void addBlock(int first, int last, int begin, int end)
     {
         const unsigned span = static_cast<unsigned>(end - begin);
@@ -126,16 +165,22 @@ private:
         {
             const int* t = m_mesh.triangle(i);
             // Offsets into the range, wrapped so that one unsigned compare tests both ends.
-            const bool own0 = static_cast<unsigned>(t[0]) - static_cast<unsigned>(begin) < span;
-            const bool own1 = static_cast<unsigned>(t[1]) - static_cast<unsigned>(begin) < span;
-            const bool own2 = static_cast<unsigned>(t[2]) - static_cast<unsigned>(begin) < span;
+            const bool own0 = OwnsAll || unsigned(t[0]) - unsigned(begin) < span;
+            const bool own1 = OwnsAll || unsigned(t[1]) - unsigned(begin) < span;
+            const bool own2 = OwnsAll || unsigned(t[2]) - unsigned(begin) < span;
             if (!(own0 || own1 || own2))
                 continue;
             if (!m_mesh.isVertex(t[0]) || !m_mesh.isVertex(t[1]) || !m_mesh.isVertex(t[2]))
                 continue;
             float n[3];
-            detail::triangleNormal(m_mesh.vertex(t[0]), m_mesh.vertex(t[1]), m_mesh.vertex(t[2]),
-                                   n);
+            if (Stored)
+            {
+                const float* stored = m_triangleNormals + 3 * static_cast<long long>(i);
+                n[0] = stored[0], n[1] = stored[1], n[2] = stored[2];
+            }
+            else
+                detail::triangleNormal(m_mesh.vertex(t[0]), m_mesh.vertex(t[1]),
+                                       m_mesh.vertex(t[2]), n);
             if (own0)
                 add(t[0], n);
             if (own1)
@@ -153,10 +198,27 @@ private:
         sum[2] += n[2];
     }
 
-    const MeshArrays& m_mesh;
+    const MeshArrays m_mesh;  // a copy: the hot loops read it from the algorithm object
     const int* m_spans;
+    const float* m_triangleNormals;
     float* m_normals;
 };
+// True when computing triangle normals on the spot would compute most of them twice or more:
+// the vertex ranges of the threads together meet more than 1.5 times as many blocks as there
+// are. A table then costs one pass of writes and reads instead. O(blocks * threads).
+bool sharesMostBlocks(const std::vector<int>& spans, int numVertices, int numThreads)
+{
+    const long long numBlocks = static_cast<long long>(spans.size() / 2);
+    long long visits = 0;
+    for (int t = 0; t < numThreads; ++t)
+    {
+        const int begin = oxUtil::ThreadedAlg::getBeginIndex(t, numThreads, numVertices);
+        const int end = oxUtil::ThreadedAlg::getBeginIndex(t + 1, numThreads, numVertices);
+        for (long long block = 0; block < numBlocks; ++block)
+            visits += begin < end && spans[2 * block] < end && spans[2 * block + 1] >= begin;
+    }
+    return 2 * visits > 3 * numBlocks;
+}
 }  // namespace
 
 void meshComputeNormals(CompactMesh& mesh)
@@ -172,16 +234,26 @@ void meshComputeNormals(CompactMesh& mesh)
     const MeshArrays arrays{mesh.getVerticesRaw(), numVertices, mesh.getTrianglesRaw(),
                             numTriangles};
     oxUtil::ThreadPool& pool = oxUtil::ThreadPool::get();
-    // One thread owns every vertex and visits every block anyway: no span table then.
+    const int numThreads = pool.getNumThreads();
+    // One thread owns every vertex and visits every block anyway: no tables then.
     std::vector<int> spans;
-    if (pool.getNumThreads() > 1)
+    std::vector<float> triangleNormals;
+    if (numThreads > 1)
     {
         const int numBlocks = numBlocksOf(numTriangles);
         spans.resize(2 * static_cast<size_t>(numBlocks));
         BlockSpanAlg spanAlg(arrays, numBlocks, spans.data());
         pool.run(spanAlg);
+        if (sharesMostBlocks(spans, numVertices, numThreads))
+        {
+            triangleNormals.resize(3 * static_cast<size_t>(numTriangles));
+            TriangleNormalTableAlg tableAlg(arrays, triangleNormals.data());
+            pool.run(tableAlg);
+        }
     }
-    MeshComputeNormalsAlg alg(arrays, spans.empty() ? nullptr : spans.data(), mesh.getNormalsRaw());
+    MeshComputeNormalsAlg alg(arrays, spans.empty() ? nullptr : spans.data(),
+                              triangleNormals.empty() ? nullptr : triangleNormals.data(),
+                              mesh.getNormalsRaw());
     pool.run(alg);
 
     mesh.setNormalsComputed(true);
