@@ -2,12 +2,13 @@
 // QuadRayTracer (four-ray packets, nearest and first-hit lanes) against Embree 3
 // (rtcIntersect1 / rtcIntersect4 for nearest hits, rtcOccluded1 / rtcOccluded4 for any hit) on
 // the same rays, with the same number of threads, all in one process and alternately.
-// Rays: (a) primary rays from one eye point through a 512 x 512 grid of image points, packets
-// of 2 x 2 neighbouring pixels; (b) ambient-occlusion rays, four per surface point, uniform over
-// the hemisphere from a Hammersley set (bit-reversed base 2 against scrambled base 3), rotated
-// into the point's normal frame. Counters are millions of rays per second; "quad_vs_int1" is
-// QuadRayTracer's nearest-hit rate over rtcIntersect1's, "occl_vs_occ1" QuadRayTracer's
-// first-hit rate over rtcOccluded1's (above 1: the library is faster).
+// Rays: (a) primary rays from one eye point through a 256 x 256 grid of image points, packets
+// of 2 x 2 neighbouring pixels; (b) ambient-occlusion rays, four per surface point, over the
+// hemisphere from a Hammersley set (bit-reversed base 2 against scrambled base 3), rotated into
+// the point's normal frame: uniform ("ao:1") or cosine-weighted ("ao:2"). Counters are millions of
+// rays per second; "quad_vs_int1" is QuadRayTracer's nearest-hit rate over rtcIntersect1's,
+// "occl_vs_occ1" QuadRayTracer's first-hit rate over rtcOccluded1's (above 1: the library is
+// faster).
 
 #include <oxGeom/Hammersley.h>
 #include <oxGeom/QuadRay.h>
@@ -208,7 +209,7 @@ struct Packet
     VectorFlt d[4];
 };
 
-constexpr int imageSide = 512;
+constexpr int imageSide = 256;
 constexpr int numPackets = imageSide * imageSide / 4;
 
 // Primary rays: an eye point in front of the mesh (on the -z side of the sphere; above and
@@ -245,7 +246,7 @@ std::vector<Packet> primaryRays(const Scene& scene, int kind)
 // thousandth of a unit along the hemisphere's axis (triangles have edges of about one unit),
 // four uniform hemisphere directions from the Hammersley set. The sphere's points look inwards
 // (outward rays would all escape a convex mesh); the terrain's look up.
-std::vector<Packet> occlusionRays(const Scene& scene, int kind)
+std::vector<Packet> occlusionRays(const Scene& scene, int kind, bool cosineWeighted)
 {
     oxGeom::HammersleyPermutation2 base2;
     base2.calculate(15);
@@ -284,7 +285,15 @@ std::vector<Packet> occlusionRays(const Scene& scene, int kind)
             const int i = 4 * p + lane;
             const float u = float(base2[i]) / float(base2.size());
             VectorFlt local;
-            oxGeom::mapSphericalCapToUniformCartesian(u, base3[i], 1.0f, local);
+            if (cosineWeighted)
+            {
+                // The uniform disk point of radius sqrt(v), lifted onto the hemisphere.
+                const float radius = std::sqrt(base3[i]), phi = 6.2831855f * u;
+                local = VectorFlt(radius * std::cos(phi), radius * std::sin(phi),
+                                  std::sqrt(std::max(0.0f, 1.0f - base3[i])));
+            }
+            else
+                oxGeom::mapSphericalCapToUniformCartesian(u, base3[i], 1.0f, local);
             const Vector d = double(local[0]) * tangent + double(local[1]) * bitangent +
                              double(local[2]) * normal;
             packet.d[lane] = VectorFlt(float(d[0]), float(d[1]), float(d[2]));
@@ -466,13 +475,15 @@ double runMethod(Method method, const Scene& scene,
 
 // ---- the benchmark --------------------------------------------------------------------------
 
-// Arguments: triangles, mesh kind (0 sphere, 1 scan), rays (0 primary, 1 occlusion), threads.
+// Arguments: triangles, mesh kind (0 sphere, 1 scan), rays (0 primary, 1 uniform occlusion,
+// 2 cosine-weighted occlusion), threads.
 void BM_rayTracersVsEmbree(benchmark::State& state)
 {
     const int kind = static_cast<int>(state.range(1));
     const Scene& scene = benchScene(kind, static_cast<int>(state.range(0)));
-    const std::vector<Packet> packets =
-        state.range(2) == 0 ? primaryRays(scene, kind) : occlusionRays(scene, kind);
+    const std::vector<Packet> packets = state.range(2) == 0
+                                            ? primaryRays(scene, kind)
+                                            : occlusionRays(scene, kind, state.range(2) == 2);
     std::vector<std::unique_ptr<ThreadTracers>> tracers;
     for (int t = 0; t < state.range(3); ++t)
         tracers.emplace_back(new ThreadTracers(scene));
@@ -507,10 +518,10 @@ void sizesMeshesRaysThreads(benchmark::internal::Benchmark* b)
 {
     // Grouped by mesh: the scene is built once per mesh.
     for (int triangles : {100000, 1000000, 5000000})
-        for (int rays : {1, 0})
+        for (int rays : {1, 2, 0})
             for (int threads : {1, 2})
                 b->Args({triangles, 0, rays, threads});
-    for (int rays : {1, 0})
+    for (int rays : {1, 2, 0})
         for (int threads : {1, 2})
             b->Args({1000000, 1, rays, threads});
     b->ArgNames({"tris", "scan", "ao", "threads"})

@@ -227,7 +227,7 @@ private:
 /// whose box no live lane of a packet meets is passed over without touching its triangles:
 /// leaves hold a few dozen triangles, and a packet usually reaches only a few of them. The
 /// outcome is the same as testing every listed triangle, since the box test never drops a box
-/// a lane meets within its range. Memory: 24 bytes per run and 5 bytes per leaf, besides the
+/// a lane meets within its range. Memory: 24 bytes per run and 4 bytes per leaf, besides the
 /// marks.
 ///
 /// Inputs (constructor): `octree`, built over `mesh`'s vertices with tiling (its leaves must
@@ -281,8 +281,7 @@ private:
     int m_numVertices = 0;
     std::unique_ptr<std::uint32_t[]> m_marks;
     std::uint32_t m_stamp = 1;
-    std::unique_ptr<int[]> m_firstRun;             // per leaf, its first run; one more at the end
-    std::unique_ptr<float[]> m_runBoxes;           // six floats per run, written on first use
-    std::unique_ptr<unsigned char[]> m_leafReady;  // whether a leaf's run boxes are written
+    std::unique_ptr<int[]> m_firstRun;    // per leaf its first run r, or -1 - r before its boxes
+    std::unique_ptr<float[]> m_runBoxes;  // six floats per run, written on a leaf's first visit
 };
 }  // namespace oxGeom

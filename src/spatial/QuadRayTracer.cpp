@@ -32,18 +32,18 @@ QuadRayTracer::QuadRayTracer(const Octree& octree, const OctreeTris& tris, const
     }
     m_marks.reset(new std::uint32_t[static_cast<std::size_t>(m_numTriangles)]());
     const int leaves = tris.getNumLeaves();
-    m_firstRun.reset(new int[static_cast<std::size_t>(leaves) + 1]);
+    // Per leaf the index r of its first run, stored as -1 - r until the leaf's boxes are
+    // written: one array, so a leaf costs one look-up before its boxes.
+    m_firstRun.reset(new int[static_cast<std::size_t>(leaves)]);
     std::size_t runs = 0;
     for (int leaf = 0; leaf < leaves; ++leaf)
     {
-        m_firstRun[static_cast<std::size_t>(leaf)] = static_cast<int>(runs);
+        m_firstRun[static_cast<std::size_t>(leaf)] = -1 - static_cast<int>(runs);
         runs += static_cast<std::size_t>((tris.numTris(leaf) + runLength - 1) / runLength);
     }
-    m_firstRun[static_cast<std::size_t>(leaves)] = static_cast<int>(runs);
     // Left unwritten until a leaf is first visited: a tracer that casts few packets touches
     // only the boxes it uses.
     m_runBoxes.reset(new float[6 * runs]);
-    m_leafReady.reset(new unsigned char[static_cast<std::size_t>(leaves)]());
 }
 
 QuadRayTracer::~QuadRayTracer() = default;
@@ -110,9 +110,10 @@ void QuadRayTracer::intersect(QuadRay& packet)
 
 const float* QuadRayTracer::runBoxes(int leaf)
 {
-    float* boxes = m_runBoxes.get() + 6 * static_cast<std::size_t>(m_firstRun[leaf]);
-    if (m_leafReady[leaf])
-        return boxes;
+    const int firstRun = m_firstRun[leaf];
+    if (firstRun >= 0)
+        return m_runBoxes.get() + 6 * static_cast<std::size_t>(firstRun);
+    float* boxes = m_runBoxes.get() + 6 * static_cast<std::size_t>(-1 - firstRun);
     const int* list = m_tris.firstTri(leaf);
     const int count = m_tris.numTris(leaf);
     const unsigned numVertices = static_cast<unsigned>(m_numVertices);
@@ -135,7 +136,7 @@ const float* QuadRayTracer::runBoxes(int leaf)
         // slabs as a full box; that only means its entries are looked at (and skipped).
         std::copy(box.data(), box.data() + 6, boxes + 6 * (begin / runLength));
     }
-    m_leafReady[leaf] = 1;
+    m_firstRun[leaf] = -1 - firstRun;
     return boxes;
 }
 
