@@ -95,11 +95,11 @@ private:
     std::vector<std::uint8_t> m_flags;
 };
 
-// Octree leaves near a point, depth first: the children of a node are taken nearest box first
-// (equal distances in slot order), and a node is opened only while its box is nearer than the
-// caller's current limit (the best squared distance so far). Every leaf nearer than the final
-// limit is yielded, so the nearest triangle is always met; no heap is kept, and subtrees without
-// triangles are never entered.
+// Octree leaves near a point, depth first: of a node's children the nearest box is taken first,
+// then the others in slot order; a node is opened only while its box is nearer than the
+// caller's current limit (the best squared distance so far), and subtrees without triangles
+// are never entered. Every leaf nearer than the final limit is yielded, so the nearest triangle
+// is always met, with no heap and no sorting.
 class NearFirstWalk
 {
 public:
@@ -147,38 +147,59 @@ private:
         float box[6];
     };
 
-    // Pushes the occupied children nearer than the limit, farthest first, so that the nearest
-    // is taken next; among equal distances the lower slot is taken first.
+    // Pushes the occupied children nearer than the limit: the others in descending slot order,
+    // then the nearest (the lowest slot among equals), so that it is taken next.
     void pushChildren(const Entry& parent, int firstChild, double limit2)
     {
-        Entry children[8];
-        int count = 0;
+        // Per axis, the split and the squared gaps from the point to the lower and upper half:
+        // a child's distance is the sum of its three halves' gaps, as boxDistance2 would give.
+        float split[3];
+        double gap2[3][2];
+        for (int axis = 0; axis < 3; ++axis)
+        {
+            const float low = parent.box[axis], high = parent.box[axis + 3];
+            split[axis] = Octree::splitValue(low, high);
+            const double p = m_point[axis];
+            const double lowerGap =
+                std::max({static_cast<double>(low) - p, p - static_cast<double>(split[axis]), 0.0});
+            const double upperGap = std::max(
+                {static_cast<double>(split[axis]) - p, p - static_cast<double>(high), 0.0});
+            gap2[axis][0] = lowerGap * lowerGap;
+            gap2[axis][1] = upperGap * upperGap;
+        }
+        float distance2[8];
+        int nearest = -1;
         for (int slot = 0; slot < 8; ++slot)
         {
             const int node = firstChild + slot;
+            distance2[slot] = FLT_MAX;
             if (m_nodes[node] == Octree::absentNode || !m_occupied[node])
                 continue;
-            Entry child{0.0f, node, {}};
-            for (int axis = 0; axis < 3; ++axis)
-            {
-                const float split = Octree::splitValue(parent.box[axis], parent.box[axis + 3]);
-                const bool upper = (slot >> axis) & 1;
-                child.box[axis] = upper ? split : parent.box[axis];
-                child.box[axis + 3] = upper ? parent.box[axis + 3] : split;
-            }
-            child.distance2 = boxDistance2(child.box, m_point);
-            if (child.distance2 >= limit2)
-                continue;
-            // Insertion into descending order of distance, later slots first among equals.
-            int hole = count++;
-            while (hole > 0 && children[hole - 1].distance2 <= child.distance2)
-            {
-                children[hole] = children[hole - 1];
-                --hole;
-            }
-            children[hole] = child;
+            const double sum =
+                gap2[0][slot & 1] + gap2[1][(slot >> 1) & 1] + gap2[2][(slot >> 2) & 1];
+            distance2[slot] = sum > FLT_MAX ? FLT_MAX : static_cast<float>(sum);
+            if (distance2[slot] < limit2 && (nearest < 0 || distance2[slot] < distance2[nearest]))
+                nearest = slot;
         }
-        m_stack.insert(m_stack.end(), children, children + count);
+        if (nearest < 0)
+            return;
+        for (int slot = 7; slot >= 0; --slot)
+            if (slot != nearest && distance2[slot] < limit2)
+                pushChild(parent, firstChild, slot, split, distance2[slot]);
+        pushChild(parent, firstChild, nearest, split, distance2[nearest]);
+    }
+
+    void pushChild(const Entry& parent, int firstChild, int slot, const float* split,
+                   float distance2)
+    {
+        Entry child{distance2, firstChild + slot, {}};
+        for (int axis = 0; axis < 3; ++axis)
+        {
+            const bool upper = (slot >> axis) & 1;
+            child.box[axis] = upper ? split[axis] : parent.box[axis];
+            child.box[axis + 3] = upper ? parent.box[axis + 3] : split[axis];
+        }
+        m_stack.push_back(child);
     }
 
     const int* m_nodes = nullptr;
@@ -486,11 +507,11 @@ struct Search
     // Projects triangle t (listed at `position` of the current leaf) unless seen in this query.
     void visit(int t, int position)
     {
-        if (marks[t] == stamp)
+        // The filters come before the mark: a triangle they reject may be tested again from
+        // another leaf, which is cheaper than reading a mark for every candidate.
+        if (cannotWin(triangles + 3 * static_cast<long long>(t)) || marks[t] == stamp)
             return;
         marks[t] = stamp;
-        if (cannotWin(triangles + 3 * static_cast<long long>(t)))
-            return;
         const MeshCoord candidate = meshTriClosestPt(vertices, triangles, t, p);
         if (!candidate.valid())
             return;
