@@ -8,9 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cfloat>
 #include <cstdlib>
-#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -26,7 +24,6 @@ using testsupport::TraceScene;
 
 namespace
 {
-/// Exposes the stamp for the wrap test.
 class StampedQuadRayTracer : public QuadRayTracer
 {
 public:
@@ -34,109 +31,58 @@ public:
     using QuadRayTracer::setStamp;
     using QuadRayTracer::stamp;
 };
-
-std::vector<std::unique_ptr<TraceScene>> scenes()
-{
-    std::vector<std::unique_ptr<TraceScene>> list;
-    list.emplace_back(new TraceScene("icosphere", fixtures::icosphere(2, 1.0f), 16));
-    list.emplace_back(new TraceScene("icosphere leaf 2", fixtures::icosphere(2, 1.0f), 2));
-    list.emplace_back(new TraceScene("soup", fixtures::randomMesh(801, 150, 250), 8));
-    list.emplace_back(new TraceScene("scan grid", testsupport::scanGrid(14, 802), 4));
-    return list;
-}
-
-enum PacketKind
-{
-    RandomRays,         // a common origin in and around the box, lanes towards random points
-    HammersleyOutward,  // from a surface point over the hemisphere of its normal
-    RandomOutward,      // the same with computeHemisphereVectors
-    HammersleyInward,   // over the hemisphere behind the surface
-    numPacketKinds
-};
-
-/// The packet number p of a scene: the four directions and their common origin.
-void makePacket(const TraceScene& scene, int p, std::mt19937& rng, PointFlt& origin, VectorFlt d[4])
-{
-    const oxGeom::BoundingBox& box = scene.bounds;
-    const PacketKind kind = static_cast<PacketKind>(p % numPacketKinds);
-    if (kind == RandomRays)
-    {
-        for (int axis = 0; axis < 3; ++axis)
-        {
-            const float side = std::max(box[axis + 3] - box[axis], 1e-3f);
-            std::uniform_real_distribution<float> around(box[axis] - side, box[axis + 3] + side);
-            origin[axis] = around(rng);
-        }
-        for (int lane = 0; lane < 4; ++lane)
-            for (int axis = 0; axis < 3; ++axis)
-            {
-                std::uniform_real_distribution<float> inside(box[axis], box[axis + 3]);
-                d[lane][axis] = inside(rng) - origin[axis];
-            }
-        return;
-    }
-    std::uniform_int_distribution<int> pick(0, scene.mesh.getNumTriangles() - 1);
-    Vector normal;
-    testsupport::surfacePoint(scene.mesh, pick(rng), rng, origin, normal);
-    if (kind == HammersleyInward)
-        normal = -normal;
-    if (kind == RandomOutward)
-        testsupport::randomHemisphere(normal, d);
-    else
-        testsupport::hammersleyHemisphere(normal, 4 * p, 4096, d);
-}
-
-/// One lane's answers side by side, for failure messages.
-std::string describe(const char* scene, int packet, int lane, int quadTriangle, float quadT,
-                     int singleTriangle, double singleT)
-{
-    return std::string(scene) + " packet " + std::to_string(packet) + " lane " +
-           std::to_string(lane) + ": packet " + std::to_string(quadTriangle) + " at " +
-           std::to_string(quadT) + ", single ray " + std::to_string(singleTriangle) + " at " +
-           std::to_string(singleT);
-}
 }  // namespace
 
-// The key property: per lane, the packet's nearest hit is the single ray's and brute force's.
+// The key property: per lane, the packet's nearest hit is the single ray's and brute force's
+// (10^5 rays: random rays and ambient-occlusion packets from surface points).
 TEST(QuadRayTracer, lanesMatchSingleRaysAndBruteForce)
 {
     srand48(803);
     std::mt19937 rng(804);
     int lanes = 0, agree = 0, hits = 0;
-    for (const auto& scene : scenes())
+    for (const auto& scene : testsupport::traceScenes())
     {
         QuadRayTracer tracer(scene->octree, scene->tris, &scene->mesh);
         RayTracer single(scene->octree, scene->tris, &scene->mesh);
         single.setFindNearestHit(true);
         const testsupport::BruteForce bruteForce(scene->mesh);
-        const int packets = 6250 / testsupport::sanitizerRayDivisor;
-        for (int p = 0; p < packets; ++p)
+        const oxGeom::MeshVertex* v = scene->mesh.getVertices();
+        for (int p = 0; p < 6250 / testsupport::sanitizerRayDivisor; ++p)
         {
             PointFlt origin;
             VectorFlt d[4];
-            makePacket(*scene, p, rng, origin, d);
+            testsupport::makePacket(*scene, p, rng, origin, d);
             QuadRay packet(origin, d[0], d[1], d[2], d[3], false);
             tracer.intersect(packet);
-            for (int lane = 0; lane < 4; ++lane)
+            for (int lane = 0; lane < 4; ++lane, ++lanes)
             {
                 const Vector direction = testsupport::widen(d[lane]);
                 single.intersect(origin, direction);
-                const int quadTriangle = tracer.triangleIndex(packet, lane);
-                const float quadT = packet.triIntersectionRayParam(lane);
-                const int singleTriangle = single.intersectionTriangle();
-                const std::string what = describe(scene->name, p, lane, quadTriangle, quadT,
-                                                  singleTriangle, single.intersectionDist());
-                ASSERT_EQ(quadTriangle >= 0, packet.triHit(lane)) << what;
+                const int triangle = tracer.triangleIndex(packet, lane);
+                const float t = packet.triIntersectionRayParam(lane);
+                const std::string where =
+                    std::string(scene->name) + " packet " + std::to_string(p) + " lane " +
+                    std::to_string(lane) +
+                    ", single ray: " + std::to_string(single.intersectionTriangle());
+                ASSERT_EQ(triangle >= 0, packet.triHit(lane)) << where;
                 const auto candidates = bruteForce.classify(origin, direction, 1e-6);
-                EXPECT_EQ(testsupport::judgeNearest(candidates, quadTriangle, quadT, 1e-5), "")
-                    << what;
-                EXPECT_EQ(testsupport::judgeNearest(candidates, singleTriangle,
-                                                    single.intersectionDist(), 1e-9),
+                EXPECT_EQ(testsupport::judge(candidates, triangle, t, true, 1e-5), "") << where;
+                EXPECT_EQ(testsupport::judge(candidates, single.intersectionTriangle(),
+                                             single.intersectionDist(), true, 1e-9),
                           "")
-                    << what;
-                ++lanes;
-                agree += quadTriangle == singleTriangle ? 1 : 0;
-                hits += quadTriangle >= 0 ? 1 : 0;
+                    << where;
+                agree += triangle == single.intersectionTriangle() ? 1 : 0;
+                if (triangle < 0)
+                    continue;
+                ++hits;
+                // The barycentrics put the hit where the ray does.
+                const oxGeom::MeshTriangle& tri = scene->mesh.getTriangles()[triangle];
+                const float u = packet.triIntersectionBaryU(lane);
+                const float w = packet.triIntersectionBaryV(lane);
+                for (int k = 0; k < 3; ++k)
+                    EXPECT_NEAR((1 - u - w) * v[tri[0]][k] + u * v[tri[1]][k] + w * v[tri[2]][k],
+                                origin[k] + t * d[lane][k], 1e-3 * std::max(1.0f, t))
+                        << where;
             }
         }
     }
@@ -149,7 +95,7 @@ TEST(QuadRayTracer, firstHitLanesTerminateAtARealHit)
 {
     srand48(805);
     std::mt19937 rng(806);
-    for (const auto& scene : scenes())
+    for (const auto& scene : testsupport::traceScenes())
     {
         QuadRayTracer tracer(scene->octree, scene->tris, &scene->mesh);
         const testsupport::BruteForce bruteForce(scene->mesh);
@@ -159,15 +105,15 @@ TEST(QuadRayTracer, firstHitLanesTerminateAtARealHit)
         {
             PointFlt origin;
             VectorFlt d[4];
-            makePacket(*scene, p, rng, origin, d);
+            testsupport::makePacket(*scene, p, rng, origin, d);
             QuadRay packet(origin, d[0], d[1], d[2], d[3], true);
             tracer.intersect(packet);
             for (int lane = 0; lane < 4; ++lane)
             {
+                const int triangle = tracer.triangleIndex(packet, lane);
                 const auto candidates =
                     bruteForce.classify(origin, testsupport::widen(d[lane]), 1e-6);
-                const int triangle = tracer.triangleIndex(packet, lane);
-                EXPECT_EQ(testsupport::judgeAny(candidates, triangle), "")
+                EXPECT_EQ(testsupport::judge(candidates, triangle, 0.0, false), "")
                     << scene->name << " packet " << p << " lane " << lane;
                 EXPECT_EQ(packet.terminatedLanes().test(lane), triangle >= 0);
                 terminated += triangle >= 0 ? 1 : 0;
@@ -279,7 +225,8 @@ TEST(QuadRayTracer, degenerateInputsLeaveThePacketAsItWas)
     EXPECT_EQ(emptyMesh.triangleIndex(packet, 2), -1);
 
     // Lists naming triangles outside the mesh, and triangles naming vertices outside it, are
-    // skipped.
+    // skipped: a packet aimed at triangle 0, the only valid entry, hits it only while its
+    // vertex indices are valid.
     const int leaves = scene.octree.getNumLeaves();
     std::vector<int> pairs;
     for (int leaf = 0; leaf < leaves; ++leaf)
@@ -287,10 +234,20 @@ TEST(QuadRayTracer, degenerateInputsLeaveThePacketAsItWas)
     oxGeom::ArrayOfSets sets;
     sets.assignFromPairs(leaves, static_cast<int>(pairs.size() / 2), pairs.data());
     const oxGeom::OctreeTris bogus(sets);
+    const oxGeom::MeshVertex* v = scene.mesh.getVertices();
+    const oxGeom::MeshTriangle& t0 = scene.mesh.getTriangles()[0];
+    VectorFlt inwards;
+    for (int k = 0; k < 3; ++k)
+        inwards[k] = -(v[t0[0]][k] + v[t0[1]][k] + v[t0[2]][k]);
+    const PointFlt above(-inwards[0], -inwards[1], -inwards[2]);
+    QuadRay aimed(above, inwards, inwards, inwards, inwards, false);
+    QuadRayTracer control(scene.octree, bogus, &scene.mesh);
+    control.intersect(aimed);
+    EXPECT_EQ(control.triangleIndex(aimed, 0), 0);
     CompactMesh broken = scene.mesh;
     broken.getTriangles()[0][1] = 1 << 24;
     QuadRayTracer stale(scene.octree, bogus, &broken);
-    packet.clearHits();
-    stale.intersect(packet);
-    EXPECT_FALSE(packet.triHit(0));
+    aimed.clearHits();
+    stale.intersect(aimed);
+    EXPECT_FALSE(aimed.triHit(0));
 }

@@ -9,8 +9,6 @@
 
 #include <cfloat>
 #include <cmath>
-#include <limits>
-#include <memory>
 #include <random>
 #include <vector>
 
@@ -22,7 +20,6 @@ using testsupport::TraceScene;
 
 namespace
 {
-/// Exposes the stamp for the wrap test.
 class StampedRayTracer : public RayTracer
 {
 public:
@@ -31,130 +28,80 @@ public:
     using RayTracer::stamp;
 };
 
-/// The nearest counted hit over all triangles, by Ray::intersects itself: what the tracer must
-/// reproduce exactly (same arithmetic), whatever leaves it walks.
+/// Ray::intersects over every triangle, keeping the first of the smallest parameter: the
+/// tracer uses the same arithmetic, so it must find this parameter bit for bit.
 struct Nearest
 {
     int triangle = -1;
-    double t = DBL_MAX;
+    double t = FLT_MAX;
 };
-
-Nearest bruteForceNearest(const CompactMesh& mesh, const PointFlt& origin, const Vector& direction)
+Nearest bruteForceNearest(const CompactMesh& mesh, const PointFlt& origin, const Vector& d)
 {
-    const oxGeom::Ray ray(origin, direction);
+    const oxGeom::Ray ray(origin, d);
     Nearest best;
     for (int i = 0; i < mesh.getNumTriangles(); ++i)
         if (ray.intersects(mesh.getTriangles()[i], mesh.getVertices()) &&
             ray.triIntersectionRayParam() < best.t)
-        {
-            best.t = ray.triIntersectionRayParam();
-            best.triangle = i;
-        }
+            best = {i, ray.triIntersectionRayParam()};
     return best;
-}
-
-std::vector<std::unique_ptr<TraceScene>> scenes()
-{
-    std::vector<std::unique_ptr<TraceScene>> list;
-    list.emplace_back(new TraceScene("icosphere", fixtures::icosphere(2, 1.0f), 16));
-    list.emplace_back(new TraceScene("icosphere leaf 2", fixtures::icosphere(2, 1.0f), 2));
-    list.emplace_back(new TraceScene("soup", fixtures::randomMesh(41, 150, 250), 8));
-    list.emplace_back(new TraceScene("scan grid", testsupport::scanGrid(14, 42), 4));
-    return list;
-}
-
-/// A ray from in and around the scene's box towards a point of its box, so most rays hit.
-void randomRay(const oxGeom::BoundingBox& box, std::mt19937& rng, PointFlt& origin, Vector& d)
-{
-    for (int axis = 0; axis < 3; ++axis)
-    {
-        const float side = std::max(box[axis + 3] - box[axis], 1e-3f);
-        std::uniform_real_distribution<float> around(box[axis] - side, box[axis + 3] + side);
-        std::uniform_real_distribution<float> inside(box[axis], box[axis + 3]);
-        origin[axis] = around(rng);
-        d[axis] = double(inside(rng)) - origin[axis];
-    }
 }
 }  // namespace
 
-TEST(RayTracer, nearestModeMatchesBruteForceOverAllTriangles)
+TEST(RayTracer, bothModesMatchBruteForceOverAllTriangles)
 {
-    std::mt19937 rng(501);
-    for (const auto& scene : scenes())
+    srand48(501);
+    std::mt19937 rng(502);
+    for (const auto& scene : testsupport::traceScenes())
     {
-        RayTracer tracer(scene->octree, scene->tris, &scene->mesh);
-        tracer.setFindNearestHit(true);
+        RayTracer nearest(scene->octree, scene->tris, &scene->mesh),
+            first(scene->octree, scene->tris, &scene->mesh);
+        nearest.setFindNearestHit(true);
+        EXPECT_FALSE(first.getFindNearestHit());
         const testsupport::BruteForce bruteForce(scene->mesh);
-        int hits = 0;
-        const int rays = 1500 / testsupport::sanitizerRayDivisor;
-        for (int r = 0; r < rays; ++r)
+        int hits = 0, rays = 0;
+        for (int p = 0; p < 500 / testsupport::sanitizerRayDivisor; ++p)
         {
             PointFlt origin;
-            Vector d;
-            randomRay(scene->bounds, rng, origin, d);
-            if (r % 5 == 0)
-                d[r % 3] = 0.0;  // axis-parallel rays take the infinite reciprocals
-            const bool hit = tracer.intersect(origin, d);
-            const Nearest expected = bruteForceNearest(scene->mesh, origin, d);
-            ASSERT_EQ(hit, expected.triangle >= 0) << scene->name << " ray " << r;
-            // Same arithmetic: the parameter is bit for bit the brute-force one; of two
-            // triangles at the same parameter either may come first.
-            EXPECT_EQ(tracer.intersectionDist(), hit ? expected.t : double(FLT_MAX))
-                << scene->name << " ray " << r;
-            if (hit && tracer.intersectionTriangle() != expected.triangle)
+            oxLinear::VectorFlt lanes[4];
+            testsupport::makePacket(*scene, p, rng, origin, lanes);
+            for (int lane = 0; lane < 4; ++lane, ++rays)
             {
+                Vector d = testsupport::widen(lanes[lane]);
+                if (p % 5 == 0)
+                    d[lane % 3] = 0.0;  // axis-parallel rays meet infinite reciprocals
+                const Nearest expected = bruteForceNearest(scene->mesh, origin, d);
+                const std::string where = std::string(scene->name) + " packet " +
+                                          std::to_string(p) + " lane " + std::to_string(lane);
+                ASSERT_EQ(nearest.intersect(origin, d), expected.triangle >= 0) << where;
+                EXPECT_EQ(nearest.intersectionDist(), expected.t) << where;
+                const auto candidates = bruteForce.classify(origin, d, 1e-6);
+                EXPECT_EQ(testsupport::judge(candidates, nearest.intersectionTriangle(),
+                                             nearest.intersectionDist(), true, 1e-9),
+                          "")
+                    << where;
+
+                // First-hit mode: a real hit, with its own barycentrics, and no distance.
+                ASSERT_EQ(first.intersect(origin, d), expected.triangle >= 0) << where;
+                EXPECT_EQ(first.intersectionDist(), 3.4028234663852886e38);
+                hits += expected.triangle >= 0 ? 1 : 0;
+                if (expected.triangle < 0)
+                {
+                    EXPECT_EQ(first.intersectionTriangle(), -1);
+                    continue;
+                }
                 const oxGeom::Ray single(origin, d);
-                single.intersects(scene->mesh.getTriangles()[tracer.intersectionTriangle()],
-                                  scene->mesh.getVertices());
-                EXPECT_EQ(single.triIntersectionRayParam(), expected.t);
+                ASSERT_TRUE(
+                    single.intersects(scene->mesh.getTriangles()[first.intersectionTriangle()],
+                                      scene->mesh.getVertices()));
+                EXPECT_EQ(first.intersectionBaryU(), single.triIntersectionBaryU());
+                EXPECT_EQ(first.intersectionBaryV(), single.triIntersectionBaryV());
+                // The walk stopped on a leaf; going on from there stays safe (the ray it
+                // refers to is the tracer's own copy).
+                if (first.valid())
+                    first.next();
             }
-            // And an independent double-precision oracle agrees.
-            const auto candidates = bruteForce.classify(origin, d, 1e-6);
-            EXPECT_EQ(testsupport::judgeNearest(candidates, tracer.intersectionTriangle(),
-                                                tracer.intersectionDist(), 1e-9),
-                      "")
-                << scene->name << " ray " << r;
-            hits += hit ? 1 : 0;
         }
         EXPECT_GT(hits, rays / 3) << scene->name;
-    }
-}
-
-TEST(RayTracer, firstHitModeStopsAtAHitAndLeavesTheDistanceAtTheLargestFloat)
-{
-    std::mt19937 rng(502);
-    for (const auto& scene : scenes())
-    {
-        RayTracer tracer(scene->octree, scene->tris, &scene->mesh);
-        EXPECT_FALSE(tracer.getFindNearestHit());
-        const int rays = 800 / testsupport::sanitizerRayDivisor;
-        for (int r = 0; r < rays; ++r)
-        {
-            PointFlt origin;
-            Vector d;
-            randomRay(scene->bounds, rng, origin, d);
-            const bool hit = tracer.intersect(origin, d);
-            const Nearest nearest = bruteForceNearest(scene->mesh, origin, d);
-            ASSERT_EQ(hit, nearest.triangle >= 0) << scene->name << " ray " << r;
-            EXPECT_EQ(tracer.intersectionDist(), 3.4028234663852886e38);
-            if (!hit)
-            {
-                EXPECT_EQ(tracer.intersectionTriangle(), -1);
-                continue;
-            }
-            // The reported triangle is a real hit, with its own barycentrics.
-            const int t = tracer.intersectionTriangle();
-            ASSERT_GE(t, 0);
-            const oxGeom::Ray single(origin, d);
-            ASSERT_TRUE(
-                single.intersects(scene->mesh.getTriangles()[t], scene->mesh.getVertices()));
-            EXPECT_EQ(tracer.intersectionBaryU(), single.triIntersectionBaryU());
-            EXPECT_EQ(tracer.intersectionBaryV(), single.triIntersectionBaryV());
-            // The walk stopped on a leaf; going on from there must stay safe (the ray it
-            // refers to is the tracer's own copy).
-            if (tracer.valid())
-                tracer.next();
-        }
     }
 }
 
@@ -183,7 +130,6 @@ TEST(RayTracer, nearestModeKeepsSearchingAfterAFartherHitInAnEarlierLeaf)
 
     ASSERT_TRUE(tracer.intersect(origin, along));
     EXPECT_EQ(tracer.intersectionTriangle(), 0);  // first-hit mode: A comes first
-
     tracer.setFindNearestHit(true);
     ASSERT_TRUE(tracer.intersect(origin, along));
     EXPECT_EQ(tracer.intersectionTriangle(), 1);
@@ -203,15 +149,12 @@ TEST(RayTracer, stampWrapZeroesTheMarks)
     ASSERT_TRUE(tracer.intersect(outsideX, towardsX));  // marks its triangles with 1
     const double dist = tracer.intersectionDist();
     EXPECT_EQ(tracer.stamp(), 2u);
-
     tracer.setStamp(4294967294u);
     ASSERT_TRUE(tracer.intersect(outsideY, towardsY));  // other triangles; then the wrap
     EXPECT_EQ(tracer.stamp(), 1u);
     // Without the zeroing, the triangles along x would still carry mark 1 and be skipped.
     ASSERT_TRUE(tracer.intersect(outsideX, towardsX));
     EXPECT_EQ(tracer.intersectionDist(), dist);
-    EXPECT_EQ(tracer.stamp(), 2u);
-
     tracer.setStamp(0);
     EXPECT_EQ(tracer.stamp(), 1u);
 }
@@ -221,8 +164,6 @@ TEST(RayTracer, degenerateInputsGiveNoHit)
     const TraceScene scene("icosphere", fixtures::icosphere(1, 1.0f), 4);
     const PointFlt outside(3.0f, 0.1f, 0.2f);
     const Vector towards(-1.0, 0.0, 0.0);
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-
     RayTracer noMesh(scene.octree, scene.tris, nullptr);
     EXPECT_FALSE(noMesh.intersect(outside, towards));
     const CompactMesh empty = fixtures::emptyMesh();
@@ -239,18 +180,27 @@ TEST(RayTracer, degenerateInputsGiveNoHit)
     EXPECT_EQ(tracer.intersectionTriangle(), -1);  // the previous hit is forgotten
     EXPECT_EQ(tracer.intersectionDist(), 3.4028234663852886e38);
     EXPECT_FALSE(tracer.intersect(outside, Vector(-1.0, std::nan(""), 0.0)));
-    EXPECT_FALSE(tracer.intersect(PointFlt(nan, 0.1f, 0.2f), towards));
-    EXPECT_TRUE(tracer.intersect(outside, towards));
+    EXPECT_FALSE(tracer.intersect(PointFlt(std::nanf(""), 0.1f, 0.2f), towards));
 
-    // Lists naming triangles that are not in the mesh (another mesh's lists, say) are skipped.
-    const int leaves = scene.octree.getNumLeaves();
+    // Lists naming triangles that are not in the mesh, and triangles naming vertices outside
+    // it, are skipped.
     std::vector<int> pairs;
-    for (int leaf = 0; leaf < leaves; ++leaf)
-        pairs.insert(pairs.end(), {leaf, -1, leaf, 1 << 20});
+    for (int leaf = 0; leaf < scene.octree.getNumLeaves(); ++leaf)
+        pairs.insert(pairs.end(), {leaf, -1, leaf, 1 << 20, leaf, 0});
     oxGeom::ArrayOfSets sets;
-    sets.assignFromPairs(leaves, static_cast<int>(pairs.size() / 2), pairs.data());
+    sets.assignFromPairs(scene.octree.getNumLeaves(), static_cast<int>(pairs.size() / 2),
+                         pairs.data());
     const oxGeom::OctreeTris bogus(sets);
-    RayTracer stale(scene.octree, bogus, &scene.mesh);
-    stale.setFindNearestHit(true);
-    EXPECT_FALSE(stale.intersect(outside, towards));
+    const oxGeom::MeshVertex* v = scene.mesh.getVertices();
+    const oxGeom::MeshTriangle& t0 = scene.mesh.getTriangles()[0];
+    const Vector centre(v[t0[0]][0] + v[t0[1]][0] + v[t0[2]][0],
+                        v[t0[0]][1] + v[t0[1]][1] + v[t0[2]][1],
+                        v[t0[0]][2] + v[t0[1]][2] + v[t0[2]][2]);
+    const PointFlt above{float(centre[0]), float(centre[1]), float(centre[2])};
+    RayTracer control(scene.octree, bogus, &scene.mesh);
+    EXPECT_TRUE(control.intersect(above, -centre));  // triangle 0 alone is listed
+    CompactMesh broken = scene.mesh;
+    broken.getTriangles()[0][1] = 1 << 24;
+    RayTracer stale(scene.octree, bogus, &broken);
+    EXPECT_FALSE(stale.intersect(above, -centre));
 }

@@ -1,12 +1,11 @@
 #pragma once
-// Brute force for the ray tracers: a mesh with its octree and leaf lists, a scan-like height
-// field, ray directions drawn with the sampling tools, and an oracle that classifies every
-// triangle of a mesh against a ray in double precision, independently of the library's
-// triangle tests. Hits whose outcome single-precision arithmetic may legitimately flip (within
-// rounding of an edge, of the |det| limit or of a parameter limit) are marked optional, so a
-// tracer's answer can be judged exactly wherever it is determined.
+// Brute force for the ray tracers: scenes (a mesh, its octree and leaf lists), seeded ray
+// packets (random rays and ambient-occlusion rays from the sampling tools), and an oracle that
+// classifies every triangle against a ray in double precision, independently of the library's
+// triangle tests. Hits that single-precision rounding may legitimately flip (near an edge, the
+// |det| limit or a parameter limit) are optional, so an answer is judged exactly wherever it is
+// determined.
 
-#include <oxGeom/BoundingBox.h>
 #include <oxGeom/CompactMesh.h>
 #include <oxGeom/Hammersley.h>
 #include <oxGeom/Octree.h>
@@ -14,7 +13,6 @@
 #include <oxGeom/computeOctreeTris.h>
 #include <oxGeom/meshBoundingBox.h>
 #include <oxGeom/sampling.h>
-#include <oxLinear/Point.h>
 #include <oxLinear/Tolerance.h>
 
 #include "support/meshes.h"
@@ -22,20 +20,18 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
-#include <cstdint>
+#include <memory>
 #include <random>
-#include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace testsupport
 {
-/// Ray counts are cut by this factor under the sanitizers, which slow the brute force most.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+// Ray counts are cut by this factor under AddressSanitizer, which slows the brute force most.
+#if defined(__SANITIZE_ADDRESS__)
 constexpr int sanitizerRayDivisor = 8;
 #elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#if __has_feature(address_sanitizer)
 constexpr int sanitizerRayDivisor = 8;
 #else
 constexpr int sanitizerRayDivisor = 1;
@@ -55,9 +51,6 @@ struct TraceScene
             oxGeom::Octree(mesh.getNumVertices(), mesh.getVerticesRaw(), bounds, true, leafSize);
         oxGeom::computeOctreeTris(mesh, octree, tris);
     }
-    TraceScene(const TraceScene&) = delete;
-    TraceScene& operator=(const TraceScene&) = delete;
-
     const char* name;
     oxGeom::CompactMesh mesh;
     oxGeom::BoundingBox bounds;
@@ -65,9 +58,8 @@ struct TraceScene
     oxGeom::OctreeTris tris;
 };
 
-/// A scan-like height field over an n x n grid of unit cells: rolling terrain with seeded
-/// jitter in all three coordinates, so that neighbouring triangles meet at varying angles and
-/// bumps shadow one another.
+/// A scan-like height field over n x n unit cells: rolling terrain with seeded jitter in all
+/// three coordinates, so that bumps shadow one another.
 inline oxGeom::CompactMesh scanGrid(int n, std::uint32_t seed)
 {
     oxGeom::CompactMesh mesh = fixtures::gridMesh(n, n);
@@ -84,6 +76,18 @@ inline oxGeom::CompactMesh scanGrid(int n, std::uint32_t seed)
     return mesh;
 }
 
+/// The scenes the tracer tests run on: a closed sphere (deep and shallow octrees), a random
+/// soup and a scan-like grid.
+inline std::vector<std::unique_ptr<TraceScene>> traceScenes()
+{
+    std::vector<std::unique_ptr<TraceScene>> list;
+    list.emplace_back(new TraceScene("icosphere", fixtures::icosphere(2, 1.0f), 16));
+    list.emplace_back(new TraceScene("icosphere leaf 2", fixtures::icosphere(2, 1.0f), 2));
+    list.emplace_back(new TraceScene("soup", fixtures::randomMesh(801, 150, 250), 8));
+    list.emplace_back(new TraceScene("scan grid", scanGrid(14, 802), 4));
+    return list;
+}
+
 inline double dot3(const double* a, const double* b)
 {
     return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
@@ -98,6 +102,87 @@ inline double norm3(const double* a)
 {
     return std::sqrt(dot3(a, a));
 }
+inline oxLinear::Vector widen(const oxLinear::VectorFlt& v)
+{
+    return oxLinear::Vector(v[0], v[1], v[2]);
+}
+
+/// Packet `p` of a scene: by p mod 4, a common origin in and around the box with lanes towards
+/// random points of it, or a seeded surface point with four hemisphere directions about the
+/// triangle's normal: Hammersley (bit-reversed base 2 against scrambled base 3) outwards,
+/// computeHemisphereVectors outwards (seed drand48 first), or Hammersley inwards.
+inline void makePacket(const TraceScene& scene, int p, std::mt19937& rng,
+                       oxLinear::PointFlt& origin, oxLinear::VectorFlt d[4])
+{
+    const oxGeom::BoundingBox& box = scene.bounds;
+    if (p % 4 == 0)
+    {
+        for (int axis = 0; axis < 3; ++axis)
+        {
+            const float side = std::max(box[axis + 3] - box[axis], 1e-3f);
+            origin[axis] =
+                std::uniform_real_distribution<float>(box[axis] - side, box[axis + 3] + side)(rng);
+        }
+        for (int lane = 0; lane < 4; ++lane)
+            for (int axis = 0; axis < 3; ++axis)
+                d[lane][axis] =
+                    std::uniform_real_distribution<float>(box[axis], box[axis + 3])(rng) -
+                    origin[axis];
+        return;
+    }
+    // A uniform point of a random triangle, rounded to floats, and the triangle's normal.
+    const oxGeom::MeshTriangle& tri = scene.mesh.getTriangles()[std::uniform_int_distribution<int>(
+        0, scene.mesh.getNumTriangles() - 1)(rng)];
+    const oxGeom::MeshVertex* v = scene.mesh.getVertices();
+    double r1 = std::uniform_real_distribution<double>(0.0, 1.0)(rng);
+    double r2 = std::uniform_real_distribution<double>(0.0, 1.0)(rng);
+    if (r1 + r2 > 1.0)
+        r1 = 1.0 - r1, r2 = 1.0 - r2;
+    double e1[3], e2[3], n[3];
+    for (int k = 0; k < 3; ++k)
+    {
+        e1[k] = double(v[tri[1]][k]) - v[tri[0]][k];
+        e2[k] = double(v[tri[2]][k]) - v[tri[0]][k];
+        origin[k] = float(v[tri[0]][k] + r1 * e1[k] + r2 * e2[k]);
+    }
+    cross3(e1, e2, n);
+    oxLinear::Vector normal = oxLinear::Vector(n[0], n[1], n[2]).normalized();
+    if (p % 4 == 3)
+        normal = -normal;
+    if (p % 4 == 2)
+    {
+        ox::vector<oxLinear::Vector> directions(4);
+        oxGeom::computeHemisphereVectors(normal, directions);
+        for (int lane = 0; lane < 4; ++lane)
+            for (int k = 0; k < 3; ++k)
+                d[lane][k] = float(directions[lane][k]);
+        return;
+    }
+    static const oxGeom::ScrambledHammersleySequence base3 = []
+    {
+        oxGeom::ScrambledHammersleySequence s;
+        s.calculate(3, 4096);
+        return s;
+    }();
+    static const oxGeom::HammersleyPermutation2 base2 = []
+    {
+        oxGeom::HammersleyPermutation2 s;
+        s.calculate(12);
+        return s;
+    }();
+    const oxLinear::Vector tangent = normal.orthogonalVector();
+    const oxLinear::Vector bitangent = oxLinear::cross(normal, tangent);
+    for (int lane = 0; lane < 4; ++lane)
+    {
+        const int i = 4 * p + lane;
+        oxLinear::VectorFlt local;
+        oxGeom::mapSphericalCapToUniformCartesian(float(base2[i]) / float(base2.size()), base3[i],
+                                                  1.0f, local);
+        const oxLinear::Vector w =
+            double(local[0]) * tangent + double(local[1]) * bitangent + double(local[2]) * normal;
+        d[lane] = oxLinear::VectorFlt(float(w[0]), float(w[1]), float(w[2]));
+    }
+}
 
 enum class Verdict
 {
@@ -106,52 +191,7 @@ enum class Verdict
     Hit
 };
 
-/// One triangle against one ray, in double precision: the two-sided test with closed
-/// barycentric bounds, |det| > 1e-6, front faces from t > epsilonTolFlt and back faces from
-/// t >= `cullDistance`. `t` receives the hit parameter and `tBand` the reach of float rounding
-/// in it (both set whenever the triangle is not a plain miss).
-/// Everything within the reach of single-precision rounding of a limit is Optional; the reach
-/// grows with the distance of the origin from the triangle relative to its size and with the
-/// grazing of the ray, as the error of a float evaluation does.
-inline Verdict classifyTriangle(const double* d, const float* o, const float* a, const float* b,
-                                const float* c, double cullDistance, double& t, double& tBand)
-{
-    double e1[3], e2[3], s[3];
-    for (int k = 0; k < 3; ++k)
-    {
-        e1[k] = double(b[k]) - a[k];
-        e2[k] = double(c[k]) - a[k];
-        s[k] = double(o[k]) - a[k];
-    }
-    double p[3], q[3];
-    cross3(d, e2, p);
-    cross3(s, e1, q);
-    const double det = dot3(e1, p);
-    const double floatEps = 1.0 / 16777216.0;
-    const double edge = std::max(norm3(e1), norm3(e2));
-    const double dLength = norm3(d);
-    const double detError = 64.0 * floatEps * dLength * edge * edge;
-    const double detLimit = 1e-6;
-    if (std::fabs(det) <= detLimit - detError || det == 0.0)
-        return Verdict::Miss;
-    const double u = dot3(s, p) / det;
-    const double v = dot3(d, q) / det;
-    t = dot3(e2, q) / det;
-    const double reach = (norm3(s) + edge) * edge * dLength / std::fabs(det);
-    const double baryBand = 1e-5 + 64.0 * floatEps * reach;
-    tBand = 64.0 * floatEps * reach * (norm3(s) + edge) / dLength + 1e-12;
-    const double margin = std::min(std::min(u, v), 1.0 - u - v);
-    if (margin < -baryBand)
-        return Verdict::Miss;
-    const double limit = det > 0.0 ? double(oxLinear::epsilonTolFlt) : cullDistance;
-    if (t < limit - tBand)
-        return Verdict::Miss;
-    const bool sure =
-        std::fabs(det) > detLimit + detError && margin > baryBand && t > limit + tBand;
-    return sure ? Verdict::Hit : Verdict::Optional;
-}
-
-/// Every triangle that the ray may hit, with its verdict and parameter.
+/// A triangle that a ray may hit: its parameter and the reach of float rounding in it.
 struct Candidate
 {
     int triangle;
@@ -160,9 +200,43 @@ struct Candidate
     double tBand;
 };
 
-/// Brute force over every triangle of a mesh, with a bounding ball per triangle to skip at
-/// once the triangles a ray's line passes far from (the ball is grown by a thousandth of its
-/// radius, beyond the reach of any optional verdict).
+/// One triangle against one ray in double precision: two-sided, closed barycentric bounds,
+/// |det| > 1e-6, front faces from t > epsilonTolFlt, back faces from t >= `cullDistance`.
+/// Within the reach of float rounding of a limit the verdict is Optional; the reach grows with
+/// the origin's distance relative to the triangle's size and with the grazing of the ray, as
+/// the error of a float evaluation does.
+inline Verdict classifyTriangle(const double* d, const float* o, const float* a, const float* b,
+                                const float* c, double cullDistance, double& t, double& tBand)
+{
+    double e1[3], e2[3], s[3], p[3], q[3];
+    for (int k = 0; k < 3; ++k)
+    {
+        e1[k] = double(b[k]) - a[k];
+        e2[k] = double(c[k]) - a[k];
+        s[k] = double(o[k]) - a[k];
+    }
+    cross3(d, e2, p);
+    cross3(s, e1, q);
+    const double det = dot3(e1, p), floatEps = 1.0 / 16777216.0;
+    const double edge = std::max(norm3(e1), norm3(e2)), dLength = norm3(d);
+    const double detError = 64.0 * floatEps * dLength * edge * edge;
+    if (std::fabs(det) <= 1e-6 - detError || det == 0.0)
+        return Verdict::Miss;
+    const double u = dot3(s, p) / det, v = dot3(d, q) / det;
+    t = dot3(e2, q) / det;
+    const double reach = (norm3(s) + edge) * edge * dLength / std::fabs(det);
+    const double baryBand = 1e-5 + 64.0 * floatEps * reach;
+    tBand = 64.0 * floatEps * reach * (norm3(s) + edge) / dLength + 1e-12;
+    const double margin = std::min(std::min(u, v), 1.0 - u - v);
+    const double limit = det > 0.0 ? double(oxLinear::epsilonTolFlt) : cullDistance;
+    if (margin < -baryBand || t < limit - tBand)
+        return Verdict::Miss;
+    const bool sure = std::fabs(det) > 1e-6 + detError && margin > baryBand && t > limit + tBand;
+    return sure ? Verdict::Hit : Verdict::Optional;
+}
+
+/// Brute force over every triangle of a mesh; a bounding ball per triangle (grown by a
+/// thousandth) skips the triangles a ray's line passes far from.
 class BruteForce
 {
 public:
@@ -178,34 +252,28 @@ public:
                     ball.centre[k] += v[tri[corner]][k] / 3.0;
             for (int corner = 0; corner < 3; ++corner)
             {
-                double r2 = 0.0;
+                double r[3];
                 for (int k = 0; k < 3; ++k)
-                    r2 +=
-                        (v[tri[corner]][k] - ball.centre[k]) * (v[tri[corner]][k] - ball.centre[k]);
-                ball.radius2 = std::max(ball.radius2, r2);
+                    r[k] = v[tri[corner]][k] - ball.centre[k];
+                ball.radius2 = std::max(ball.radius2, 1.004 * dot3(r, r) + 1e-12);
             }
-            ball.radius2 *= 1.002 * 1.002;
-            ball.radius2 += 1e-12;
             m_balls.push_back(ball);
         }
     }
 
-    /// Every triangle that the ray may hit, with its verdict, parameter and band.
+    /// Every triangle that the ray may hit.
     std::vector<Candidate> classify(const oxLinear::PointFlt& origin,
                                     const oxLinear::Vector& direction, double cullDistance) const
     {
         std::vector<Candidate> candidates;
         const oxGeom::MeshVertex* v = m_mesh.getVertices();
-        const double d[3] = {direction[0], direction[1], direction[2]};
-        const double d2 = d[0] * d[0] + d[1] * d[1] + d[2] * d[2];
+        const double* d = direction.data();
         for (std::size_t i = 0; i < m_balls.size(); ++i)
         {
-            const Ball& ball = m_balls[i];
-            const double w[3] = {ball.centre[0] - origin[0], ball.centre[1] - origin[1],
-                                 ball.centre[2] - origin[2]};
-            const double along = w[0] * d[0] + w[1] * d[1] + w[2] * d[2];
-            const double w2 = w[0] * w[0] + w[1] * w[1] + w[2] * w[2];
-            if (w2 - along * along / d2 > ball.radius2)
+            const double w[3] = {m_balls[i].centre[0] - origin[0], m_balls[i].centre[1] - origin[1],
+                                 m_balls[i].centre[2] - origin[2]};
+            const double along = dot3(w, d);
+            if (dot3(w, w) - along * along / dot3(d, d) > m_balls[i].radius2)
                 continue;
             const oxGeom::MeshTriangle& tri = m_mesh.getTriangles()[i];
             double t = 0.0, tBand = 0.0;
@@ -227,17 +295,17 @@ private:
     std::vector<Ball> m_balls;
 };
 
-/// Judges a nearest-hit answer (`triangle`, -1 for none, at parameter `t`) against the
-/// candidates: the triangle must be a possible hit whose parameter agrees within `tTolerance`
-/// (relative to max(1, t)) plus the reach of rounding, and no sure hit may lie nearer than `t`
-/// by more than that. Returns an empty string when the answer is acceptable, else what is
-/// wrong.
-inline std::string judgeNearest(const std::vector<Candidate>& candidates, int triangle, double t,
-                                double tTolerance)
+/// Judges an answer (`triangle`, -1 for none, at parameter `t`): a reported triangle must be a
+/// possible hit, and a missing answer is wrong only when some hit is sure. For a nearest-hit
+/// answer (`nearest`) the parameter must also agree within `tTolerance` (relative to
+/// max(1, t)) plus the reach of rounding, and no sure hit may lie nearer by more than that.
+/// Returns an empty string when the answer is acceptable, else what is wrong.
+inline std::string judge(const std::vector<Candidate>& candidates, int triangle, double t,
+                         bool nearest, double tTolerance = 0.0)
 {
     const double tolerance = tTolerance * std::max(1.0, std::fabs(t));
-    const Candidate* nearerSure = nullptr;
     const Candidate* claimed = nullptr;
+    const Candidate* nearerSure = nullptr;
     bool anySure = false;
     for (const Candidate& c : candidates)
     {
@@ -247,113 +315,17 @@ inline std::string judgeNearest(const std::vector<Candidate>& candidates, int tr
         if (c.triangle == triangle)
             claimed = &c;
     }
-    std::ostringstream problem;
+    const std::string reported =
+        "triangle " + std::to_string(triangle) + " at " + std::to_string(t);
     if (triangle < 0)
-    {
-        if (anySure)
-            problem << "no hit reported, but there is a sure hit";
-        return problem.str();
-    }
+        return anySure ? "no hit reported, but there is a sure hit" : "";
     if (claimed == nullptr)
-        problem << "triangle " << triangle << " reported at t = " << t << " is not hit";
-    else if (std::fabs(claimed->t - t) > tolerance + claimed->tBand)
-        problem << "triangle " << triangle << " reported at t = " << t << ", hit at " << claimed->t;
-    else if (nearerSure != nullptr)
-        problem << "triangle " << triangle << " reported at t = " << t << ", but triangle "
-                << nearerSure->triangle << " is surely hit nearer, at " << nearerSure->t;
-    return problem.str();
-}
-
-/// Judges a first-hit answer: a reported triangle must be a possible hit (any t); no report
-/// is acceptable only when there is no sure hit.
-inline std::string judgeAny(const std::vector<Candidate>& candidates, int triangle)
-{
-    bool anySure = false, claimedPossible = false;
-    for (const Candidate& c : candidates)
-    {
-        anySure = anySure || c.verdict == Verdict::Hit;
-        claimedPossible = claimedPossible || c.triangle == triangle;
-    }
-    if (triangle < 0 && anySure)
-        return "no hit reported, but there is a sure hit";
-    if (triangle >= 0 && !claimedPossible)
-        return "triangle " + std::to_string(triangle) + " reported, but it is not hit";
-    return std::string();
-}
-
-/// A seeded point of triangle `index` (uniform barycentrics), rounded to floats, and the
-/// triangle's unit normal (b - a) x (c - a).
-inline void surfacePoint(const oxGeom::CompactMesh& mesh, int index, std::mt19937& rng,
-                         oxLinear::PointFlt& point, oxLinear::Vector& normal)
-{
-    const oxGeom::MeshTriangle& tri = mesh.getTriangles()[index];
-    const oxGeom::MeshVertex* v = mesh.getVertices();
-    std::uniform_real_distribution<double> unit(0.0, 1.0);
-    double r1 = unit(rng), r2 = unit(rng);
-    if (r1 + r2 > 1.0)
-    {
-        r1 = 1.0 - r1;
-        r2 = 1.0 - r2;
-    }
-    double e1[3], e2[3];
-    for (int k = 0; k < 3; ++k)
-    {
-        const double a = v[tri[0]][k];
-        e1[k] = v[tri[1]][k] - a;
-        e2[k] = v[tri[2]][k] - a;
-        point[k] = float(a + r1 * e1[k] + r2 * e2[k]);
-    }
-    double n[3];
-    cross3(e1, e2, n);
-    normal = oxLinear::Vector(n[0], n[1], n[2]).normalized();
-}
-
-/// Four directions of an ambient-occlusion packet about the unit `normal`: sample
-/// `index` .. index + 3 of a Hammersley set (bit-reversed base 2 against scrambled base 3)
-/// mapped onto the hemisphere (a cap of height 1), rotated into the normal's frame.
-inline void hammersleyHemisphere(const oxLinear::Vector& normal, int index, int count,
-                                 oxLinear::VectorFlt out[4])
-{
-    static const oxGeom::ScrambledHammersleySequence base3 = []
-    {
-        oxGeom::ScrambledHammersleySequence s;
-        s.calculate(3, 4096);
-        return s;
-    }();
-    static const oxGeom::HammersleyPermutation2 base2 = []
-    {
-        oxGeom::HammersleyPermutation2 p;
-        p.calculate(12);
-        return p;
-    }();
-    const oxLinear::Vector tangent = normal.orthogonalVector();
-    const oxLinear::Vector bitangent = oxLinear::cross(normal, tangent);
-    for (int lane = 0; lane < 4; ++lane)
-    {
-        const int i = index + lane;
-        const float u = float(base2[i]) / float(base2.size());
-        const float w = base3[i % count];
-        oxLinear::VectorFlt local;
-        oxGeom::mapSphericalCapToUniformCartesian(u, w, 1.0f, local);
-        const oxLinear::Vector d =
-            double(local[0]) * tangent + double(local[1]) * bitangent + double(local[2]) * normal;
-        out[lane] = oxLinear::VectorFlt(float(d[0]), float(d[1]), float(d[2]));
-    }
-}
-
-/// Four random directions on the hemisphere about `normal` (computeHemisphereVectors; seed
-/// drand48 with srand48 for a repeatable sequence).
-inline void randomHemisphere(const oxLinear::Vector& normal, oxLinear::VectorFlt out[4])
-{
-    ox::vector<oxLinear::Vector> directions(4);
-    oxGeom::computeHemisphereVectors(normal, directions);
-    for (int lane = 0; lane < 4; ++lane)
-        out[lane] = oxLinear::VectorFlt(float(directions[lane][0]), float(directions[lane][1]),
-                                        float(directions[lane][2]));
-}
-
-inline oxLinear::Vector widen(const oxLinear::VectorFlt& v)
-{
-    return oxLinear::Vector(v[0], v[1], v[2]);
+        return reported + " is not hit";
+    if (nearest && std::fabs(claimed->t - t) > tolerance + claimed->tBand)
+        return reported + " is hit at " + std::to_string(claimed->t);
+    if (nearest && nearerSure != nullptr)
+        return reported + ", but triangle " + std::to_string(nearerSure->triangle) +
+               " is surely hit nearer";
+    return "";
 }
 }  // namespace testsupport
