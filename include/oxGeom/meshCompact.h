@@ -44,6 +44,8 @@ namespace oxGeom
 ///   after a weld also "  remapped vertices: %f s", "  remapped normals: %f s"
 ///   (explicit normals only) and "  remapped triangles: %f s".
 ///
+/// Preconditions: none on the primitives' indices (see Outputs for those out of
+/// range).
 /// Empty or degenerate input: no duplicates (or n <= 1) leaves the mesh untouched
 /// and `vertexMap` the identity of n elements; an empty mesh gives an empty
 /// identity map.
