@@ -12,6 +12,9 @@
 #include <oxGeom/meshAdjacency.h>
 #include <oxGeom/meshBoundingBox.h>
 
+#include "support/meshes.h"
+
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <cstdint>
@@ -21,6 +24,15 @@
 
 namespace testsupport
 {
+/// A mesh from a vertex list and a flat index list (three per triangle).
+inline oxGeom::CompactMesh triangleMesh(const std::vector<oxGeom::MeshVertex>& vertices,
+                                        const std::vector<int>& indices)
+{
+    oxGeom::CompactMesh mesh(int(vertices.size()), vertices.data(), nullptr, nullptr, nullptr);
+    mesh.copyTriangles(int(indices.size() / 3), indices.data());
+    return mesh;
+}
+
 /// A mesh with everything the closest-point queries read, built the usual way (mesh bounds,
 /// tiling, leaf size 16).
 struct ClosestPointScene
@@ -43,28 +55,19 @@ struct ClosestPointScene
     oxGeom::MeshAdjTris adj;
 };
 
-/// The smallest squared distance from p to any triangle that projects (MeshCoord::project),
-/// and the first triangle (lowest index) reaching it; DBL_MAX and -1 for none.
-struct BruteNearest
+/// The distance from p to the nearest point of any triangle that projects (MeshCoord::project),
+/// trying every triangle; sqrt(DBL_MAX) for none.
+inline double bruteNearest(const oxGeom::CompactMesh& mesh, const oxLinear::Point& p)
 {
-    double distance2 = DBL_MAX;
-    int triangle = -1;
-};
-
-inline BruteNearest bruteNearest(const oxGeom::CompactMesh& mesh, const oxLinear::Point& p)
-{
-    BruteNearest best;
+    double best2 = DBL_MAX;
     for (int t = 0; t < mesh.getNumTriangles(); ++t)
     {
         oxGeom::MeshCoord c;
-        if (!c.project(t, mesh.getVerticesRaw(), mesh.getTrianglesRaw(), p))
-            continue;
-        const double d2 =
-            oxLinear::distance2(p, c.evaluate(mesh.getVerticesRaw(), mesh.getTrianglesRaw()));
-        if (d2 < best.distance2)
-            best = {d2, t};
+        if (c.project(t, mesh.getVerticesRaw(), mesh.getTrianglesRaw(), p))
+            best2 = std::min(best2, oxLinear::distance2(p, c.evaluate(mesh.getVerticesRaw(),
+                                                                      mesh.getTrianglesRaw())));
     }
-    return best;
+    return std::sqrt(best2);
 }
 
 /// Squared distance from p to the point of `coord` (DBL_MAX for an invalid coordinate).
@@ -76,6 +79,15 @@ inline double coordDistance2(const oxGeom::CompactMesh& mesh, const oxGeom::Mesh
     return oxLinear::distance2(p, coord.evaluate(mesh.getVerticesRaw(), mesh.getTrianglesRaw()));
 }
 
+/// The three shapes the queries are checked on: 0 a sphere (closed, curved), 1 a random soup
+/// (long crossing triangles), 2 a grid (flat, many exact ties).
+inline oxGeom::CompactMesh checkedShape(int shape)
+{
+    return shape == 0   ? fixtures::icosphere(3, 2.0f)
+           : shape == 1 ? fixtures::randomMesh(5u, 300, 400)
+                        : fixtures::gridMesh(20, 15);
+}
+
 /// Where query points are drawn.
 enum class QueryRegion
 {
@@ -83,11 +95,6 @@ enum class QueryRegion
     near,    ///< a random surface point moved up to 1 % of the box diagonal in any direction
     far      ///< 1.5 to 4 box diagonals from the box centre, any direction
 };
-
-inline const char* regionName(QueryRegion region)
-{
-    return region == QueryRegion::inside ? "inside" : region == QueryRegion::near ? "near" : "far";
-}
 
 /// `count` seeded query points of one region around `mesh` (which must have triangles for
 /// QueryRegion::near).
@@ -137,6 +144,19 @@ inline std::vector<oxLinear::Point> queryPoints(const oxGeom::CompactMesh& mesh,
                 surface.evaluate(mesh.getVerticesRaw(), mesh.getTrianglesRaw());
             points.push_back(on + direction() * (0.01 * diagonal * unit(random)));
         }
+    }
+    return points;
+}
+
+/// `count` points of each region, inside first, then near, then far.
+inline std::vector<oxLinear::Point> queryPointsEverywhere(const oxGeom::CompactMesh& mesh,
+                                                          int count, std::uint32_t seed)
+{
+    std::vector<oxLinear::Point> points;
+    for (QueryRegion region : {QueryRegion::inside, QueryRegion::near, QueryRegion::far})
+    {
+        const std::vector<oxLinear::Point> some = queryPoints(mesh, region, count, seed);
+        points.insert(points.end(), some.begin(), some.end());
     }
     return points;
 }
