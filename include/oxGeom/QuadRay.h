@@ -128,8 +128,8 @@ public:
     oxLinear::VectorFlt direction(int lane) const;
     /// The constructor's flag.
     bool terminatesAtFirstHit() const { return m_terminateAtFirstHit; }
-    /// A counter that changes whenever a lane's parameter range shrinks or a lane terminates:
-    /// a box test that passed before may fail after a change, never the other way round.
+    /// A counter that changes whenever a lane's parameter range shrinks, a lane terminates or
+    /// the records are cleared: walks retest the nodes they hold when it has moved.
     std::uint32_t version() const { return m_version; }
 
     /// Sets the class-wide back-face cull distance (all four lanes of `cullDistance`; initially
