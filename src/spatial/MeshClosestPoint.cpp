@@ -1,10 +1,10 @@
-// MeshClosestPoint: nearest point of a mesh by a best-first walk over the octree leaves and
-// their triangle lists. A leaf's box distance bounds every triangle it lists, so the walk stops
-// at the first leaf no nearer than the best answer; per-triangle visit stamps make each triangle
-// projected once per query without clearing anything between queries. Queries are bound by
-// memory traffic, so each leaf keeps (built on its first visit) a byte-quantised box per listed
-// triangle: most triangles are rejected from those six bytes without touching the mesh.
-// Based on: Hjaltason and Samet, "Distance Browsing in Spatial Databases" (1999).
+// MeshClosestPoint: nearest point of a mesh by a depth-first walk over the octree cells, nearer
+// cell first, pruned by the best distance found so far; a leaf's box bounds every triangle it
+// lists, and per-triangle visit stamps make each triangle projected once per query without
+// clearing anything between queries. Queries are bound by memory traffic and by projections,
+// so each leaf keeps (built on its first visit) a byte-quantised box per listed triangle, and a
+// triangle reaches the projection only when its box, its plane and its distance say it could win.
+// Based on: Roussopoulos, Kelley and Vincent, "Nearest Neighbor Queries" (1995).
 
 #include <oxGeom/meshClosestPoint.h>
 
@@ -32,8 +32,8 @@ double coordinateScale(const Octree& octree)
     return scale;
 }
 
-// The squared distance from a float point to a box, with BoundingBox::distance2's arithmetic
-// (the walk's distances are those of OctreeClosestIt), inline.
+// The squared distance from a float point to a box, inline, with BoundingBox::distance2's
+// arithmetic: a cell's distance is exactly the one OctreeClosestIt reports for it.
 float boxDistance2(const float* box, const oxLinear::PointFlt& point)
 {
     if (!(box[0] <= box[3] && box[1] <= box[4] && box[2] <= box[5]))

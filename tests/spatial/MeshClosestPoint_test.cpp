@@ -185,6 +185,19 @@ TEST(MeshClosestPoint, emptyDegenerateAndResizedMeshes)
                 2.0, 1e-12);
     EXPECT_LT(coord.triangle, 2);
 
+    // Lists naming triangles the mesh lacks: those entries are skipped, in a leaf that also
+    // lists a real triangle and in one that lists nothing else.
+    const ClosestPointScene square1(fixtures::unitSquare());
+    for (const std::vector<int>& pairs : {std::vector<int>{0, 7, 0, 1, 0, -3}, {0, 99}})
+    {
+        oxGeom::ArrayOfSets sets;
+        sets.assignFromPairs(1, int(pairs.size() / 2), pairs.data());
+        const oxGeom::OctreeTris foreign(sets);
+        EXPECT_EQ(MeshClosestPoint(square1.mesh, square1.octree, foreign)
+                      .compute(Point(0.25, 0.5, 1), nullptr),
+                  pairs.size() > 2 ? 1.0 : std::sqrt(DBL_MAX));
+    }
+
     // A triangle added after construction, a quarter above the unit square: the marks follow
     // the new count and the rebuilt lists, without reading past either.
     ClosestPointScene square(fixtures::unitSquare());
