@@ -241,11 +241,16 @@ double triangleBoxDistance2(const TriangleBox& box, const oxLinear::Point& p)
 // Per leaf, the boxes of its listed triangles quantised to bytes within the leaf's frame (the
 // box of all those triangles, which may reach beyond the leaf): six bytes per listing, read in
 // list order. Quantising rounds outwards, checked against the very expression that decodes
-// it, so a decoded box always holds the triangle and its distance stays a lower bound.
-// Leaves are quantised on their first visit, so a few queries cost no more than without it.
+// it, so a decoded box always holds the triangle and its distance stays a lower bound. The
+// frame also keeps the leaf's slab along its mean triangle normal: a point's gap to that slab
+// bounds the distance to every triangle of the leaf, and rejects at once the leaves of a curved
+// surface that a point inside or outside it only grazes with their boxes. Leaves are quantised
+// on their first visit, so a few queries cost no more than without it.
 class ListingBoxes
 {
 public:
+    static constexpr int bytesPerListing = 6;
+
     enum class State : std::uint8_t
     {
         unbuilt,
@@ -255,7 +260,9 @@ public:
     struct Frame
     {
         float origin[3];
-        float step[3];  // value of one quantum per axis; 0 on a flat axis
+        float step[3];            // value of one quantum per axis; 0 on a flat axis
+        float normal[3];          // the slab's direction, of unit length up to float rounding
+        float slabLow, slabHigh;  // the triangles' extent along `normal`, rounded outwards
         State state;
     };
 
@@ -269,9 +276,9 @@ public:
         m_listings = sets.getData();
         m_numListings = sets.getTotalSize();
         // Uninitialised on purpose: a leaf's bytes are written when it is first visited.
-        m_bytes.reset(new std::uint8_t[6 * static_cast<std::size_t>(m_numListings) + 1]);
-        m_frames.assign(static_cast<std::size_t>(sets.getNumSets()),
-                        Frame{{0, 0, 0}, {0, 0, 0}, State::unbuilt});
+        m_bytes.reset(
+            new std::uint8_t[bytesPerListing * static_cast<std::size_t>(m_numListings) + 1]);
+        m_frames.assign(static_cast<std::size_t>(sets.getNumSets()), Frame{});
     }
 
     const Frame& frame(const OctreeTris& tris, int leaf, const float* vertices,
@@ -285,7 +292,8 @@ public:
 
     const std::uint8_t* bytes(const OctreeTris& tris, int leaf) const
     {
-        return m_bytes.get() + 6 * static_cast<std::size_t>(tris.getData().getOffsets()[leaf]);
+        return m_bytes.get() +
+               bytesPerListing * static_cast<std::size_t>(tris.getData().getOffsets()[leaf]);
     }
 
     // Decoding: coordinate = origin + q * step, in double.
@@ -294,18 +302,27 @@ public:
         return static_cast<double>(origin) + q * static_cast<double>(step);
     }
 
+    // A point's coordinate along the slab's direction.
+    static double alongNormal(const Frame& frame, const double* point)
+    {
+        return frame.normal[0] * point[0] + frame.normal[1] * point[1] + frame.normal[2] * point[2];
+    }
+
 private:
     static bool inRange(int t, int count)
     {
         return static_cast<unsigned>(t) < static_cast<unsigned>(count);
     }
 
+    // Two passes over the leaf's triangles: the frame box and the normal, then the quantised
+    // boxes and the slab along that normal.
     void build(const OctreeTris& tris, int leaf, const float* vertices, const int* triangles,
                int numTriangles, Frame& frame)
     {
         const int count = tris.numTris(leaf);
         const int* list = tris.firstTri(leaf);
         float low[3] = {FLT_MAX, FLT_MAX, FLT_MAX}, high[3] = {-FLT_MAX, -FLT_MAX, -FLT_MAX};
+        double normal[3] = {0.0, 0.0, 0.0};
         for (int k = 0; k < count; ++k)
         {
             if (!inRange(list[k], numTriangles))
@@ -316,7 +333,9 @@ private:
                 low[axis] = std::min(low[axis], box.low[axis]);
                 high[axis] = std::max(high[axis], box.high[axis]);
             }
+            addNormal(vertices, triangles + 3 * static_cast<long long>(list[k]), normal);
         }
+        setNormal(normal, frame);
         frame.state = State::quantised;
         for (int axis = 0; axis < 3; ++axis)
         {
@@ -330,9 +349,11 @@ private:
             frame.origin[axis] = low[axis];
             frame.step[axis] = quantum(low[axis], high[axis]);
         }
+        double slabLow = HUGE_VAL, slabHigh = -HUGE_VAL;
         std::uint8_t* out =
-            m_bytes.get() + 6 * static_cast<std::size_t>(tris.getData().getOffsets()[leaf]);
-        for (int k = 0; k < count; ++k, out += 6)
+            m_bytes.get() +
+            bytesPerListing * static_cast<std::size_t>(tris.getData().getOffsets()[leaf]);
+        for (int k = 0; k < count; ++k, out += bytesPerListing)
         {
             if (!inRange(list[k], numTriangles))
             {
@@ -341,13 +362,64 @@ private:
                 std::fill(out + 3, out + 6, std::uint8_t(255));
                 continue;
             }
-            const TriangleBox box(vertices, triangles + 3 * static_cast<long long>(list[k]));
+            const int* corner = triangles + 3 * static_cast<long long>(list[k]);
+            const TriangleBox box(vertices, corner);
             for (int axis = 0; axis < 3; ++axis)
             {
                 out[axis] = quantiseDown(box.low[axis], frame.origin[axis], frame.step[axis]);
                 out[axis + 3] = quantiseUp(box.high[axis], frame.origin[axis], frame.step[axis]);
             }
+            for (int c = 0; c < 3; ++c)
+            {
+                const float* x = vertices + 3 * static_cast<long long>(corner[c]);
+                const double point[3] = {x[0], x[1], x[2]};
+                const double along = alongNormal(frame, point);
+                slabLow = std::min(slabLow, along);
+                slabHigh = std::max(slabHigh, along);
+            }
         }
+        frame.slabLow = roundDown(slabLow);
+        frame.slabHigh = roundUp(slabHigh);
+        if (!(frame.slabLow <= frame.slabHigh))
+            frame.state = State::direct;
+    }
+
+    // Adds the triangle's normal (twice its area) to `sum`, turned to agree with the sum so
+    // far, so that a patch's normal comes out whatever the triangles' winding.
+    static void addNormal(const float* vertices, const int* corner, double* sum)
+    {
+        const float* a = vertices + 3 * static_cast<long long>(corner[0]);
+        const float* b = vertices + 3 * static_cast<long long>(corner[1]);
+        const float* c = vertices + 3 * static_cast<long long>(corner[2]);
+        const double u[3] = {double(b[0]) - a[0], double(b[1]) - a[1], double(b[2]) - a[2]};
+        const double v[3] = {double(c[0]) - a[0], double(c[1]) - a[1], double(c[2]) - a[2]};
+        const double n[3] = {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2],
+                             u[0] * v[1] - u[1] * v[0]};
+        const double sign = n[0] * sum[0] + n[1] * sum[1] + n[2] * sum[2] < 0.0 ? -1.0 : 1.0;
+        for (int axis = 0; axis < 3; ++axis)
+            sum[axis] += sign * n[axis];
+    }
+
+    // The slab's direction: the summed normal made unit, or z when it vanishes. Any direction
+    // gives a valid bound; a flat patch's normal gives the tightest.
+    static void setNormal(const double* sum, Frame& frame)
+    {
+        const double length = std::sqrt(sum[0] * sum[0] + sum[1] * sum[1] + sum[2] * sum[2]);
+        const bool usable = length > 0.0 && std::isfinite(length);
+        for (int axis = 0; axis < 3; ++axis)
+            frame.normal[axis] = usable ? static_cast<float>(sum[axis] / length) : axis == 2;
+    }
+
+    // The nearest float at or below / at or above a double.
+    static float roundDown(double value)
+    {
+        float f = static_cast<float>(value);
+        return f > value ? std::nextafter(f, -HUGE_VALF) : f;
+    }
+    static float roundUp(double value)
+    {
+        float f = static_cast<float>(value);
+        return f < value ? std::nextafter(f, HUGE_VALF) : f;
     }
 
     // The smallest float step whose 255th multiple reaches `high` from `low` when decoded.
@@ -612,22 +684,29 @@ struct Search
                        int count)
     {
         ++leafSerial;
+        // The whole leaf first: its frame box and its slab along the normal. The normal's
+        // length differs from 1 by float rounding only, far inside the slack.
+        const double point[3] = {p[0], p[1], p[2]};
+        const double along = ListingBoxes::alongNormal(frame, point);
+        const double slabGap =
+            std::max(std::max(frame.slabLow - along, along - frame.slabHigh), 0.0);
         double relative[3], step[3];
         double frameSum = 0.0;
         for (int axis = 0; axis < 3; ++axis)
         {
-            relative[axis] = p[axis] - frame.origin[axis];
+            relative[axis] = point[axis] - frame.origin[axis];
             step[axis] = frame.step[axis];
             const double extent = ListingBoxes::decode(0.0f, frame.step[axis], 255);
             const double gap = std::max(std::max(-relative[axis], relative[axis] - extent), 0.0);
             frameSum += gap * gap;
         }
-        if (frameSum > skip2)
+        if (frameSum > skip2 || slabGap * slabGap > skip2)
             return;
         if (bounds.size() < static_cast<std::size_t>(count))
             bounds.resize(static_cast<std::size_t>(count));
-        int first = -1;
-        for (int k = 0; k < count; ++k, bytes += 6)
+        double* bound = bounds.data();
+        int first = 0;
+        for (int k = 0; k < count; ++k, bytes += ListingBoxes::bytesPerListing)
         {
             double sum = 0.0;
             for (int axis = 0; axis < 3; ++axis)
@@ -637,15 +716,16 @@ struct Search
                                             0.0);
                 sum += gap * gap;
             }
-            bounds[static_cast<std::size_t>(k)] = sum;
-            if (isTriangle(list[k]) && (first < 0 || sum < bounds[static_cast<std::size_t>(first)]))
+            bound[k] = sum;
+            if (sum < bound[first])
                 first = k;
         }
-        if (first < 0 || bounds[static_cast<std::size_t>(first)] > skip2)
+        if (count <= 0 || bound[first] > skip2)
             return;
-        visit(list[first], first);
+        if (isTriangle(list[first]))
+            visit(list[first], first);
         for (int k = 0; k < count; ++k)
-            if (k != first && bounds[static_cast<std::size_t>(k)] <= skip2 && isTriangle(list[k]))
+            if (k != first && bound[k] <= skip2 && isTriangle(list[k]))
                 visit(list[k], k);
     }
 
