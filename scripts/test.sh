@@ -23,6 +23,11 @@ bash scripts/build.sh asan -DTRELM_BUILD_EXAMPLES=OFF
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
     ctest --test-dir build/asan --output-on-failure --parallel "$jobs"
 
+echo "== portable build: the packet ray tracer without SSE"
+bash scripts/build.sh portable -DTRELM_BUILD_EXAMPLES=OFF
+ctest --test-dir build/portable --output-on-failure --parallel "$jobs" \
+    -R '^(QuadRay|OctreeQuadRayIntersectIt|QuadRayTracer|RayTracer)\.'
+
 echo "== ThreadSanitizer build: thread pool and threaded algorithms"
 bash scripts/build.sh tsan -DTRELM_BUILD_EXAMPLES=OFF
 # The threaded suites are named after the pool and the threaded families.

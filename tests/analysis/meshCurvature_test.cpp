@@ -210,8 +210,12 @@ TEST(meshCurvature, torusGaussianChangesSignAndMeanMatches)
             previous[k] = errors[k];
         }
         for (int v = 0; v < t.mesh.getNumVertices(); ++v)
+        {
             if (std::fabs(cosV(v)) > 0.2)
+            {
                 EXPECT_EQ(K[v] > 0, cosV(v) > 0) << v;
+            }
+        }
     }
     EXPECT_LT(previous[0], 2e-4);
     EXPECT_LT(previous[1], 5e-4);

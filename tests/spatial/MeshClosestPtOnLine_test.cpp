@@ -110,7 +110,9 @@ TEST(MeshClosestPtOnLine, snapsToTheNearestSegmentPoint)
             ASSERT_TRUE(weighted.size() == 1 || weighted.size() == 2);
             EXPECT_TRUE(weighted.front() >= 0 && weighted.back() >= 0) << "off the line";
             if (weighted.size() == 2)
+            {
                 EXPECT_GE(line.segmentIndex(weighted[0], weighted[1]), 0) << "not a segment";
+            }
         }
     }
     // Near the ring's corner (2, 2) the closing segment (2,3)-(2,2) is nearest, at (2, 2.5, 0);
