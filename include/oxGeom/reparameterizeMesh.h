@@ -6,6 +6,7 @@
 #include <oxGeom/MeshAdjTris.h>
 #include <oxGeom/MeshCache.h>
 #include <oxGeom/Remap.h>
+#include <oxGeom/SparseMatrix.h>
 #include <oxLinear/AffineMatrix.h>
 #include <oxLinear/Point.h>
 #include <oxLinear/Point2.h>
@@ -21,7 +22,6 @@ class AppOutput;
 namespace oxGeom
 {
 class ConjugateGradient;
-class NVector;
 
 /// Flattens a mesh onto the plane and writes the result as its UV channel.
 ///
@@ -94,24 +94,32 @@ public:
     /// (solve) and 0.025 (writing the UVs); it is polled for cancellation after the first two
     /// stages and throughout the solve.
     /// Output: true when UVs were written: the target gets a UV array (allocated if absent)
-    /// with every vertex's (u, v) in the unit square, the longer side of the layout spanning
-    /// [0, 1], and one notice through its modified(): type Attributes, flag uvsModified.
+    /// with every vertex's (u, v) in the unit square, and one notice through its modified():
+    /// type Attributes, flag uvsModified. The layout of the working copy is scaled so that its
+    /// longer side spans [0, 1]. The solve stops at a relative residual of
+    /// oxLinear::epsilonTol, or earlier when a step's curvature p.Ap falls below epsilonTol
+    /// (an absolute bound, so a mesh of larger coordinates is solved more tightly).
     /// Returns false, with the target untouched (every array as it was, no notice), when
     /// cancelled; when a triangle repeats a vertex, a boundary loop is shorter than 3 edges or
-    /// the genus count is negative (several pieces, pinched boundaries); when the mesh is not a
-    /// disk and cutting is off or does not give one; or when no boundary loop has any extent.
-    /// Degenerate input: a vertex that no non-degenerate triangle uses keeps its projected
-    /// position; a layout of a single point gets the UV (0, 0) everywhere. Vertices split by a
-    /// cut write the UV of one side of the cut into the target, whose triangles across the cut
-    /// then span the layout.
-    /// Diagnostics: the info lines of the genus count ("getMeshGenus: ..."), "- - -
-    /// MeshReparameterize: genus = %d", the plane choice ("Parameterization: calculated planeNormal
-    /// is good.  Using orthogonal component." or the fallbacks), "Parameterization %5.1f%%
-    /// complete" twenty times over the solve when it has more than 100 unknowns, and
-    /// "Parameterization: CG finished, code = %d" with the solver's status; the refusals as error
-    /// lines. Cost: the weld's O(V log V); O(V + T) assembly; the solve, at most 2V - 4 conjugate-
-    /// gradient steps of O(V + T) each; memory dominated by the sparse system (about 26 entries
-    /// per vertex).
+    /// the genus count is negative (several pieces, a border that touches itself); when the
+    /// mesh is not a disk and cutting is off or does not give one; or when no boundary loop
+    /// has any extent.
+    /// Preconditions: none; the mesh may have any shape, the refusals above cover the rest.
+    /// Degenerate input: a vertex that no triangle with area uses keeps its projected position;
+    /// a layout of a single point gets the UV (0, 0) everywhere. Vertices split by a cut get the
+    /// UV of one side of the cut in the target (which has one UV per vertex), so its triangles
+    /// along the cut stretch across the layout, and the copies alone may reach the layout's
+    /// edges.
+    /// Diagnostics (application output): the genus count ("getMeshGenus: ..."), "- - -
+    /// MeshReparameterize: genus = %d", the plane choice ("Parameterization: calculated
+    /// planeNormal is good.  Using orthogonal component." or a fallback), "Parameterization
+    /// %5.1f%% complete" twenty times over the solve when it has more than 100 unknowns,
+    /// "Parameterization: CG finished, code = %d" with the solver's status, and the refusals as
+    /// error lines.
+    /// Thread safety: see the class; the weld sorts on the shared thread pool.
+    /// Cost: the weld's O(V log V); O(V + T) assembly; the solve, at most 2V - 4 conjugate-
+    /// gradient steps of O(V + T) each (on smooth disks 10 to 20 sqrt(V)); memory dominated by the
+    /// sparse system, about 15 entries per vertex.
     bool flatten(oxUtil::Progress& progress);
     /// As above with a progress of its own (never cancelled).
     bool flatten();
@@ -171,6 +179,8 @@ private:
 
     int freeIndexOf(int vertex) const;
     void indexHoleTriangles(const ox::vector<triIndices>& holeTriangles);
+    static void addToRow(ox::vector<SparseElement>& row, int column, double value);
+    static void writeRow(ox::vector<SparseElement>& row, SparseMatrix& matrix, int index);
 
     CompactMesh& m_target;
     CompactMesh m_copy;
@@ -184,5 +194,9 @@ private:
     ox::vector<int> m_freeIndex;
     ox::vector<int> m_holeStarts;
     ox::vector<int> m_holeTriangles;
+    // The u and v rows of the vertex being assembled, entries in the order they were first
+    // touched (the order the matrix keeps).
+    ox::vector<SparseElement> m_rowU;
+    ox::vector<SparseElement> m_rowV;
 };
 }  // namespace oxGeom

@@ -129,6 +129,31 @@ void reparameterizeMesh::doCG(ox::vector<oxLinear::Point2>& uvs, const int& pinn
     readBack.set(1.0);
 }
 
+void reparameterizeMesh::addToRow(ox::vector<SparseElement>& row, int column, double value)
+{
+    for (auto entry = row.rbegin(); entry != row.rend(); ++entry)
+        if (entry->column == column)
+        {
+            entry->value += value;
+            return;
+        }
+    row.emplace_back(column, value);
+}
+
+// Writes the row without the entries that summed to exactly zero. Inside the mesh every +-1
+// coupling term meets its opposite from the neighbouring triangle, so about half of a row
+// would otherwise be stored zeros that each solver step multiplies for nothing. The other
+// entries keep their order, so every product, and the solve, is the same to the last bit.
+// (Only the incomplete Cholesky factor, which small systems without a border edge between
+// free vertices get, sees the difference: its pattern is the stored entries'.)
+void reparameterizeMesh::writeRow(ox::vector<SparseElement>& row, SparseMatrix& matrix, int index)
+{
+    for (const SparseElement& entry : row)
+        if (entry.value != 0.0)
+            matrix.addToElement(index, entry.column, entry.value);
+    row.clear();
+}
+
 void reparameterizeMesh::setupVertexCG(const MeshAdjTris& adj, ConjugateGradient& cg, NVector& b,
                                        int vertex, FreeIndexMap& map,
                                        const ox::vector<oxLinear::Point>& points,
@@ -156,19 +181,24 @@ void reparameterizeMesh::setupVertexCG(const MeshAdjTris& adj, ConjugateGradient
     }
     // A vertex on no triangle with area has empty rows, which would make the system singular
     // and poison every unknown: it keeps its projected position instead.
-    if (cg.A().getElement(2 * fi, 2 * fi) == 0.0)
+    if (m_rowU.empty())
     {
-        cg.A().addToElement(2 * fi, 2 * fi, 1.0);
-        cg.A().addToElement(2 * fi + 1, 2 * fi + 1, 1.0);
+        addToRow(m_rowU, 2 * fi, 1.0);
+        addToRow(m_rowV, 2 * fi + 1, 1.0);
         b[2 * fi] = points[vertex].x();
         b[2 * fi + 1] = points[vertex].y();
     }
+    writeRow(m_rowU, cg.A(), 2 * fi);
+    writeRow(m_rowV, cg.A(), 2 * fi + 1);
 }
 
+// Adds one triangle's terms to the rows of free vertex i held in m_rowU / m_rowV, which
+// setupVertexCG writes into cg's matrix once the vertex is complete.
 void reparameterizeMesh::setupTriangle(ConjugateGradient& cg, NVector& b, const int& i,
                                        const int& j, const int& k, const oxLinear::Point& Pi,
                                        const oxLinear::Point& Pj, const oxLinear::Point& Pk)
 {
+    (void)cg;
     const oxLinear::Vector cK = oxLinear::cross(Pi - Pk, Pj - Pk);
     const oxLinear::Vector cJ = oxLinear::cross(Pi - Pj, Pk - Pj);
     const double areaK = cK.length(), areaJ = cJ.length();
@@ -177,19 +207,18 @@ void reparameterizeMesh::setupTriangle(ConjugateGradient& cg, NVector& b, const 
     // Cotangents of the angles at k and at j.
     const double wK = oxLinear::dot(Pi - Pk, Pj - Pk) / areaK;
     const double wJ = oxLinear::dot(Pi - Pj, Pk - Pj) / areaJ;
-    SparseMatrix& A = cg.A();
     const int u = 2 * i, v = 2 * i + 1;
-    A.addToElement(u, u, wJ + wK);
-    A.addToElement(v, v, wJ + wK);
+    addToRow(m_rowU, u, wJ + wK);
+    addToRow(m_rowV, v, wJ + wK);
     if (j >= 0)
     {
         if (std::fabs(wK) >= oxLinear::epsilonTol)
         {
-            A.addToElement(u, 2 * j, -wK);
-            A.addToElement(v, 2 * j + 1, -wK);
+            addToRow(m_rowU, 2 * j, -wK);
+            addToRow(m_rowV, 2 * j + 1, -wK);
         }
-        A.addToElement(u, 2 * j + 1, -1.0);
-        A.addToElement(v, 2 * j, 1.0);
+        addToRow(m_rowU, 2 * j + 1, -1.0);
+        addToRow(m_rowV, 2 * j, 1.0);
     }
     else
     {
@@ -200,11 +229,11 @@ void reparameterizeMesh::setupTriangle(ConjugateGradient& cg, NVector& b, const 
     {
         if (std::fabs(wJ) >= oxLinear::epsilonTol)
         {
-            A.addToElement(u, 2 * k, -wJ);
-            A.addToElement(v, 2 * k + 1, -wJ);
+            addToRow(m_rowU, 2 * k, -wJ);
+            addToRow(m_rowV, 2 * k + 1, -wJ);
         }
-        A.addToElement(u, 2 * k + 1, 1.0);
-        A.addToElement(v, 2 * k, -1.0);
+        addToRow(m_rowU, 2 * k + 1, 1.0);
+        addToRow(m_rowV, 2 * k, -1.0);
     }
     else
     {
