@@ -196,3 +196,19 @@ TEST(reparameterizeMeshSetup, closedSurfacesAreCutBeforeTheSolve)
         EXPECT_TRUE(output.contains("I:getMeshGenus: genus = ( 2 - 2 ) / 2 = 0 \n"));
     }
 }
+
+TEST(reparameterizeMeshSetup, trianglesNamingMissingVerticesAreLeftOutOfTheSolve)
+{
+    const oxGeom::CompactMesh grid = fixtures::gridMesh(3, 3);
+    const oxGeom::CompactMesh plain = flattened(grid);
+    for (int missing : {99, -5})
+    {
+        oxGeom::CompactMesh mesh = grid;
+        std::vector<int> t(grid.getTrianglesRaw(), grid.getTrianglesRaw() + 3 * 18);
+        t.insert(t.end(), {0, 1, missing});
+        mesh.copyTriangles(19, t.data());
+        mesh = flattened(mesh);
+        EXPECT_EQ(std::vector<float>(mesh.getUVsRaw(), mesh.getUVsRaw() + 32),
+                  std::vector<float>(plain.getUVsRaw(), plain.getUVsRaw() + 32));
+    }
+}
