@@ -46,6 +46,11 @@ public:
     const NVector& getInverseDiagonal() const { return m_inverse; }
 
 private:
+    friend class ConjugateGradient;
+    // z = M^-1 r and returns r . z, in one pass from the last index down.
+    // Precondition: r and z are distinct and have the matrix's size.
+    double applyInverseAndDot(const NVector& r, NVector& z) const;
+
     NVector m_inverse;
 };
 
@@ -85,8 +90,13 @@ public:
     const SparseMatrix& getUpper() const { return m_upper; }
 
 private:
+    friend class ConjugateGradient;
     void packFactors();
-    void substitute(double* z) const;
+    // Forward then backward substitution from r into z; returns r . z summed from the last
+    // index down, taken during the backward pass (meaningful only when z is not r; z may be r
+    // for the substitution alone). Both have the factor's size.
+    double substitute(const double* r, double* z) const;
+    double applyInverseAndDot(const NVector& r, NVector& z) const;
 
     SparseMatrix m_lower;
     SparseMatrix m_upper;
@@ -194,6 +204,7 @@ private:
     double multiplyA(const NVector& v, NVector& out);
     double residual();
     double stepAndResidualNorm(double alpha);
+    double preconditionAndDot(NVector& z) const;
 
     int m_iteration = 0;
     SparseMatrix m_A;
@@ -202,6 +213,13 @@ private:
     double m_bb = 0.0;
     double m_rr = 0.0;
     std::unique_ptr<Preconditioner> m_preconditioner;
+    // Which of the two kinds m_preconditioner is, so that the steps can use its fused form.
+    enum class PreconditionerKind
+    {
+        None,
+        Diagonal,
+        IncompleteCholesky
+    } m_kind = PreconditionerKind::None;
 
     // A packed into flat arrays for the steps, and the version of A it was packed from.
     ox::vector<int> m_starts;

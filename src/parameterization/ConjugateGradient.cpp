@@ -52,12 +52,38 @@ void ConjugateGradient::initDiagonalPreconditioner()
 {
     m_preconditioner.reset();
     m_preconditioner = std::make_unique<DiagonalPreconditioner>(m_A);
+    m_kind = PreconditionerKind::Diagonal;
 }
 
 void ConjugateGradient::initIncompleteCholeskyPreconditioner()
 {
     m_preconditioner.reset();
     m_preconditioner = std::make_unique<IncompleteCholeskyPreconditioner>(m_A);
+    m_kind = PreconditionerKind::IncompleteCholesky;
+}
+
+// z = M^-1 r and returns r . z: the preconditioner's fused pass when the sizes agree, else
+// its general application and a separate dot product (the same values either way).
+double ConjugateGradient::preconditionAndDot(NVector& z) const
+{
+    const Preconditioner& m = *m_preconditioner;
+    if (z.size() == m_r.size() && &z != &m_r)
+    {
+        if (m_kind == PreconditionerKind::Diagonal)
+        {
+            const auto& diagonal = static_cast<const DiagonalPreconditioner&>(m);
+            if (diagonal.m_inverse.size() == m_r.size())
+                return diagonal.applyInverseAndDot(m_r, z);
+        }
+        if (m_kind == PreconditionerKind::IncompleteCholesky)
+        {
+            const auto& cholesky = static_cast<const IncompleteCholeskyPreconditioner&>(m);
+            if (cholesky.m_lower.size() == m_r.size())
+                return cholesky.applyInverseAndDot(m_r, z);
+        }
+    }
+    m.applyInverse(m_r, z);
+    return m_r.dot(z);
 }
 
 void ConjugateGradient::packMatrix()
@@ -158,10 +184,12 @@ void ConjugateGradient::initialize(const NVector& b, const NVector& x0)
 
     m_rr = residual();
     if (m_preconditioner)
-        m_preconditioner->applyInverse(m_r, m_p);
+        m_rz = preconditionAndDot(m_p);
     else
+    {
         m_p = m_r;
-    m_rz = m_r.dot(m_p);
+        m_rz = m_rr;  // r . r, summed in the same order
+    }
     m_bb = m_b.dot(m_b);
     m_iteration = 0;
     if (oxLinear::epsilonTol > m_bb)
@@ -203,8 +231,7 @@ ConjugateGradient::Status ConjugateGradient::iterate(double tol, double eps)
 
     if (m_preconditioner)
     {
-        m_preconditioner->applyInverse(m_r, m_z);
-        const double rzNew = m_r.dot(m_z);
+        const double rzNew = preconditionAndDot(m_z);
         const double beta = rzNew / m_rz;
         m_rz = rzNew;
         m_p.setToVectorPlusScalarTimesVector(m_z, beta, m_p);

@@ -35,4 +35,18 @@ void DiagonalPreconditioner::applyInverse(const NVector& r, NVector& z) const
     for (int i = covered; i < n; ++i)
         out[i] = 0.0;
 }
+
+double DiagonalPreconditioner::applyInverseAndDot(const NVector& r, NVector& z) const
+{
+    const double* in = r.data();
+    const double* inverse = m_inverse.data();
+    double* out = z.data();
+    double dot = 0.0;
+    for (int i = m_inverse.size() - 1; i >= 0; --i)
+    {
+        out[i] = in[i] * inverse[i];
+        dot += in[i] * out[i];
+    }
+    return dot;
+}
 }  // namespace oxGeom

@@ -287,7 +287,11 @@ void IncompleteCholeskyPreconditioner::packFactors()
     packTriangle(m_upper, m_upperStarts, m_upperColumns, m_upperValues, m_upperDiagonal);
 }
 
-void IncompleteCholeskyPreconditioner::substitute(double* z) const
+// The forward pass reads r directly, so z may be r: z[j] for j < i is final when row i reads
+// it, and r[i] is read before z[i] is written. The dot product r . z is accumulated in the
+// backward pass, which finalises z from the last index down, the order of NVector::dot (it is
+// r . z only when z is not r).
+double IncompleteCholeskyPreconditioner::substitute(const double* r, double* z) const
 {
     const int n = m_lower.size();
     const int* lowerStarts = m_lowerStarts.data();
@@ -296,7 +300,7 @@ void IncompleteCholeskyPreconditioner::substitute(double* z) const
     const double* lowerDiagonal = m_lowerDiagonal.data();
     for (int i = 0; i < n; ++i)
     {
-        double s = z[i];
+        double s = r[i];
         for (int p = lowerStarts[i]; p < lowerStarts[i + 1]; ++p)
             s -= z[lowerColumns[p]] * lowerValues[p];
         z[i] = s / lowerDiagonal[i];
@@ -305,13 +309,21 @@ void IncompleteCholeskyPreconditioner::substitute(double* z) const
     const int* upperColumns = m_upperColumns.data();
     const double* upperValues = m_upperValues.data();
     const double* upperDiagonal = m_upperDiagonal.data();
+    double dot = 0.0;
     for (int i = n - 1; i >= 0; --i)
     {
         double s = z[i];
         for (int p = upperStarts[i]; p < upperStarts[i + 1]; ++p)
             s -= z[upperColumns[p]] * upperValues[p];
         z[i] = s / upperDiagonal[i];
+        dot += r[i] * z[i];
     }
+    return dot;
+}
+
+double IncompleteCholeskyPreconditioner::applyInverseAndDot(const NVector& r, NVector& z) const
+{
+    return substitute(r.data(), z.data());
 }
 
 void IncompleteCholeskyPreconditioner::applyInverse(const NVector& r, NVector& z) const
@@ -320,16 +332,16 @@ void IncompleteCholeskyPreconditioner::applyInverse(const NVector& r, NVector& z
     const int m = m_lower.size();
     if (n == m)
     {
-        if (&z != &r)
-            z = r;
-        substitute(z.data());
+        if (z.size() != n)
+            z = NVector(n);
+        substitute(r.data(), z.data());
         return;
     }
     // Sizes differ: solve at the factor's size with r padded or cut, then give z r's size.
     NVector padded(m);
     for (int i = 0; i < std::min(n, m); ++i)
         padded[i] = r[i];
-    substitute(padded.data());
+    substitute(padded.data(), padded.data());
     z = NVector(n);
     for (int i = 0; i < std::min(n, m); ++i)
         z[i] = padded[i];
