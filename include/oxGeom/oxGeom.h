@@ -54,6 +54,7 @@
 #include <oxGeom/debugChannel.h>
 
 #include <oxGeom/AngleAspect.h>
+#include <oxGeom/ConjugateGradient.h>
 #include <oxGeom/EyeSpaceFrustum.h>
 #include <oxGeom/Hammersley.h>
 #include <oxGeom/MeshCache.h>
@@ -67,9 +68,11 @@
 #include <oxGeom/QuadRay.h>
 #include <oxGeom/Ray.h>
 #include <oxGeom/RayTracer.h>
+#include <oxGeom/SparseMatrix.h>
 #include <oxGeom/Viewport.h>
 #include <oxGeom/boxOverlap.h>
 #include <oxGeom/computeOctreeTris.h>
+#include <oxGeom/cutSurface.h>
 #include <oxGeom/frustumIntersect.h>
 #include <oxGeom/meshAdjacency.h>
 #include <oxGeom/meshArea.h>
@@ -88,6 +91,10 @@
 #include <oxGeom/meshRead.h>
 #include <oxGeom/meshReverseWinding.h>
 #include <oxGeom/meshTransform.h>
+#include <oxGeom/meshVerify.h>
 #include <oxGeom/meshWrite.h>
+#include <oxGeom/pack.h>
+#include <oxGeom/reparameterizeMesh.h>
 #include <oxGeom/sampling.h>
 #include <oxGeom/sphereTriIntersect.h>
+#include <oxGeom/triangulatePolygon.h>
