@@ -10,10 +10,13 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -58,9 +61,33 @@ private:
     int m_fd;
 };
 
-std::unique_ptr<char[]> readRegularFile(int fd, std::size_t size)
+constexpr std::size_t hugePage = std::size_t(2) << 20;
+
+// A block of `size` bytes. Large blocks are aligned to and advised for huge pages: a file of
+// hundreds of megabytes then costs a few hundred page faults instead of a hundred thousand,
+// which is a fair share of the time of a fast parser.
+FileBytes::Block allocateBlock(std::size_t size)
 {
-    std::unique_ptr<char[]> data(new char[size + 1]);
+    void* block = nullptr;
+    if (size >= 2 * hugePage)
+    {
+        const std::size_t rounded = (size + hugePage - 1) / hugePage * hugePage;
+        block = std::aligned_alloc(hugePage, rounded);
+#ifdef MADV_HUGEPAGE
+        if (block)
+            ::madvise(block, rounded, MADV_HUGEPAGE);
+#endif
+    }
+    else
+        block = std::malloc(size);
+    if (!block)
+        throw std::bad_alloc();
+    return FileBytes::Block(static_cast<char*>(block));
+}
+
+FileBytes::Block readRegularFile(int fd, std::size_t size)
+{
+    FileBytes::Block data = allocateBlock(size + 1);
     std::size_t done = 0;
     while (done < size)
     {
@@ -69,21 +96,21 @@ std::unique_ptr<char[]> readRegularFile(int fd, std::size_t size)
             failFile("cannot read: the file shrank while being read");
         done += got;
     }
-    data[size] = '\0';
+    data.get()[size] = '\0';
     return data;
 }
 
 // For pipes and devices, whose size is known only at their end.
-std::unique_ptr<char[]> readStream(int fd, std::size_t& size)
+FileBytes::Block readStream(int fd, std::size_t& size)
 {
     std::size_t capacity = std::size_t(1) << 16;
-    std::unique_ptr<char[]> data(new char[capacity + 1]);
+    FileBytes::Block data = allocateBlock(capacity + 1);
     size = 0;
     for (;;)
     {
         if (size == capacity)
         {
-            std::unique_ptr<char[]> larger(new char[2 * capacity + 1]);
+            FileBytes::Block larger = allocateBlock(2 * capacity + 1);
             std::memcpy(larger.get(), data.get(), size);
             data = std::move(larger);
             capacity *= 2;
@@ -93,7 +120,7 @@ std::unique_ptr<char[]> readStream(int fd, std::size_t& size)
             break;
         size += got;
     }
-    data[size] = '\0';
+    data.get()[size] = '\0';
     return data;
 }
 
@@ -160,6 +187,11 @@ std::string quoteForMessage(std::string_view text, std::size_t maxLength)
         result += "...";
     result += '"';
     return result;
+}
+
+void FileBytes::Free::operator()(char* block) const
+{
+    std::free(block);
 }
 
 FileBytes::FileBytes(const std::string& path)

@@ -57,8 +57,14 @@ public:
     const char* data() const { return m_data.get(); }
     std::size_t size() const { return m_size; }
 
+    struct Free
+    {
+        void operator()(char* block) const;
+    };
+    using Block = std::unique_ptr<char, Free>;
+
 private:
-    std::unique_ptr<char[]> m_data;
+    Block m_data;
     std::size_t m_size = 0;
 };
 

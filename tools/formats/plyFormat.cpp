@@ -493,16 +493,16 @@ private:
 
 // ---- body ----
 
-// Receives the triangles of the face element.
+// Receives the triangles of the face element, straight into the mesh's triangle array (sized
+// for one triangle per face, grown for polygons, cut to size at the end).
 class TriangleSink
 {
 public:
-    TriangleSink(int numVertices, unsigned long long numFaces)
-        : m_numVertices(numVertices), m_triangles(3 * static_cast<std::size_t>(numFaces))
+    TriangleSink(oxGeom::CompactMesh& mesh, unsigned long long numFaces)
+        : m_mesh(mesh), m_numVertices(mesh.getNumVertices())
     {
+        reserve(static_cast<std::size_t>(numFaces));
     }
-
-    int numVertices() const { return m_numVertices; }
 
     // Adds the fan of polygon `face` (corners already range-checked).
     void addPolygon(const int* corners, std::size_t count, unsigned long long face,
@@ -512,30 +512,19 @@ public:
             fail(place, offset,
                  "face " + std::to_string(face) + " has " + std::to_string(count) +
                      " corners (at least 3 needed)");
-        const std::size_t needed = m_used + 3 * (count - 2);
-        if (needed / 3 > static_cast<std::size_t>(INT_MAX))
-            fail(place, offset, "more triangles than a mesh can hold");
-        if (needed > m_triangles.size())
-            m_triangles.resize(std::max(needed, 2 * m_triangles.size()));
-        int* out = m_triangles.data() + m_used;
+        int* out = room(count - 2, offset, place);
         for (std::size_t k = 1; k + 1 < count; ++k, out += 3)
         {
             out[0] = corners[0];
             out[1] = corners[k];
             out[2] = corners[k + 1];
         }
-        m_used = needed;
     }
 
+    int numVertices() const { return m_numVertices; }
+
     // A place for one triangle, when the caller fills it itself.
-    int* triangleSlot()
-    {
-        if (m_used + 3 > m_triangles.size())
-            m_triangles.resize(std::max(m_used + 3, 2 * m_triangles.size()));
-        int* slot = m_triangles.data() + m_used;
-        m_used += 3;
-        return slot;
-    }
+    int* triangleSlot(std::size_t offset, Place place) { return room(1, offset, place); }
 
     void checkIndex(long long index, unsigned long long face, std::size_t offset, Place place) const
     {
@@ -545,10 +534,7 @@ public:
                      " out of range (" + std::to_string(m_numVertices) + " vertices)");
     }
 
-    void moveTo(oxGeom::CompactMesh& mesh)
-    {
-        mesh.copyTriangles(static_cast<int>(m_used / 3), m_triangles.data());
-    }
+    void finish() { m_mesh.resizeTriangleArray(static_cast<int>(m_used)); }
 
     [[noreturn]] static void fail(Place place, std::size_t offset, std::string what)
     {
@@ -558,8 +544,30 @@ public:
     }
 
 private:
+    void reserve(std::size_t triangles)
+    {
+        m_mesh.resizeTriangleArray(static_cast<int>(triangles));
+        m_capacity = triangles;
+        m_triangles = m_mesh.getTrianglesRaw();
+    }
+
+    int* room(std::size_t triangles, std::size_t offset, Place place)
+    {
+        if (m_used + triangles > m_capacity)
+        {
+            if (m_used + triangles > static_cast<std::size_t>(INT_MAX))
+                fail(place, offset, "more triangles than a mesh can hold");
+            reserve(std::min<std::size_t>(std::max(m_used + triangles, 2 * m_capacity), INT_MAX));
+        }
+        int* slot = m_triangles + 3 * m_used;
+        m_used += triangles;
+        return slot;
+    }
+
+    oxGeom::CompactMesh& m_mesh;
     int m_numVertices;
-    std::vector<int> m_triangles;
+    int* m_triangles = nullptr;
+    std::size_t m_capacity = 0;  // in triangles
     std::size_t m_used = 0;
 };
 
@@ -733,7 +741,7 @@ private:
                          : static_cast<long long>(static_cast<std::uint32_t>(corners[k]));
             triangles.checkIndex(index, row, offset() + 1 + 4 * k, Place::Byte);
         }
-        std::memcpy(triangles.triangleSlot(), corners, 12);
+        std::memcpy(triangles.triangleSlot(offset(), Place::Byte), corners, 12);
         m_position += 13;
         (void)element;
         return true;
@@ -793,10 +801,14 @@ public:
     {
         const int list = findIndexList(element);
         const Property& indices = element.properties[static_cast<std::size_t>(list)];
+        const bool onlyIndices = element.properties.size() == 1;
+        const double maximumCount = info(indices.countType).maximum;
         std::vector<int> corners;
         for (unsigned long long row = 0; row < element.count; ++row)
         {
             poll(row);
+            if (onlyIndices && maximumCount >= 3 && readTriangleRow(triangles))
+                continue;
             for (std::size_t i = 0; i < element.properties.size(); ++i)
             {
                 if (static_cast<int>(i) != list)
@@ -811,16 +823,19 @@ public:
                 if (count > static_cast<unsigned long long>(m_in.end() - m_in.position()))
                     failAtLine(start, "list of " + std::to_string(count) +
                                           " indices is longer than the rest of the file");
+                // Triangles, by far the most common faces, go straight into the mesh.
                 corners.resize(static_cast<std::size_t>(count));
+                int* out = count == 3 ? triangles.triangleSlot(start, Place::Line) : corners.data();
                 for (std::size_t k = 0; k < count; ++k)
                 {
                     const std::size_t at = next();
                     const long long index =
                         static_cast<long long>(readValue(indices.type, "vertex index"));
                     triangles.checkIndex(index, row, at, Place::Line);
-                    corners[k] = static_cast<int>(index);
+                    out[k] = static_cast<int>(index);
                 }
-                triangles.addPolygon(corners.data(), corners.size(), row, start, Place::Line);
+                if (count != 3)
+                    triangles.addPolygon(corners.data(), corners.size(), row, start, Place::Line);
             }
         }
     }
@@ -870,6 +885,8 @@ private:
             return value;
         }
         long long value = 0;
+        if (tryReadSmallUnsigned(value, typeInfo.maximum))
+            return static_cast<double>(value);
         const char* end = parseInteger(m_in.position(), m_in.end(), value);
         if (!end || !endsToken(*end))
             m_in.failExpected(std::string("an integer for ") + what);
@@ -877,6 +894,51 @@ private:
             m_in.fail("value " + std::to_string(value) + " out of range for " + typeInfo.name);
         m_in.setPosition(end);
         return static_cast<double>(value);
+    }
+
+    // A row "3 a b c" of small unsigned indices below the vertex count, read in one go: the
+    // common face row. False (nothing read) for any other row, which the general path then
+    // reads or reports.
+    bool readTriangleRow(TriangleSink& triangles)
+    {
+        const char* p = m_in.position();
+        long long values[4];
+        for (long long& value : values)
+        {
+            while (isWhiteSpace(*p))
+                ++p;
+            const char* first = p;
+            value = 0;
+            while (static_cast<unsigned char>(*p - '0') < 10 && p - first < 10)
+                value = 10 * value + (*p++ - '0');
+            if (p == first || p - first > 9 || !endsToken(*p))
+                return false;
+        }
+        if (values[0] != 3 || values[1] >= triangles.numVertices() ||
+            values[2] >= triangles.numVertices() || values[3] >= triangles.numVertices())
+            return false;
+        int* out = triangles.triangleSlot(m_in.offset(), Place::Line);
+        for (int k = 0; k < 3; ++k)
+            out[k] = static_cast<int>(values[k + 1]);
+        m_in.setPosition(p);
+        return true;
+    }
+
+    // An unsigned integer of at most 9 digits, ending at white space and not above `maximum`:
+    // the common integer of ASCII rows, read without the general parser. False (nothing read)
+    // for anything else, which the general parser then reads or reports.
+    bool tryReadSmallUnsigned(long long& value, double maximum)
+    {
+        const char* p = m_in.position();
+        long long parsed = 0;
+        int digits = 0;
+        for (; digits < 10 && static_cast<unsigned char>(*p - '0') < 10; ++p, ++digits)
+            parsed = 10 * parsed + (*p - '0');
+        if (digits == 0 || digits > 9 || !endsToken(*p) || parsed > maximum)
+            return false;
+        value = parsed;
+        m_in.setPosition(p);
+        return true;
     }
 
     unsigned long long listCount(const Property& property)
@@ -902,7 +964,7 @@ template <typename BodyReader>
 void readBody(BodyReader& body, const Header& header, oxGeom::CompactMesh& mesh,
               const std::vector<Slot>& vertexSlots, const Element* vertices, const Element* faces)
 {
-    TriangleSink triangles(mesh.getNumVertices(), faces ? faces->count : 0);
+    TriangleSink triangles(mesh, faces ? faces->count : 0);
     for (const Element& element : header.elements)
     {
         if (&element == vertices)
@@ -912,7 +974,7 @@ void readBody(BodyReader& body, const Header& header, oxGeom::CompactMesh& mesh,
         else
             body.skipElement(element);
     }
-    triangles.moveTo(mesh);
+    triangles.finish();
 }
 
 // ---- writer ----

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -27,13 +28,18 @@ namespace formatTests
 {
 namespace fs = std::filesystem;
 
-/// A fresh directory under the system's temporary directory, removed with its content.
+/// A fresh directory, removed with its content: in memory (/dev/shm) where there is one, since
+/// some tests write thousands of small files, else under the system's temporary directory.
 class ScratchDir
 {
 public:
     ScratchDir()
     {
-        std::string pattern = (fs::temp_directory_path() / "trelm-formats-XXXXXX").string();
+        std::error_code error;
+        const bool inMemory =
+            fs::is_directory("/dev/shm", error) && ::access("/dev/shm", W_OK) == 0;
+        const fs::path base = inMemory ? fs::path("/dev/shm") : fs::temp_directory_path();
+        std::string pattern = (base / "trelm-formats-XXXXXX").string();
         m_path = ::mkdtemp(pattern.data()) ? pattern : std::string();
     }
     ~ScratchDir()
