@@ -226,6 +226,13 @@ void ReadContext::report(std::size_t offset)
 OutputFile::OutputFile(const std::string& path, oxUtil::Progress* progress)
     : m_path(path), m_progress(progress), m_buffer(new char[bufferSize])
 {
+    // Renaming over a device or a pipe would replace it by a plain file (/dev/null for a
+    // privileged user), and over a directory cannot work: refuse before creating anything.
+    struct stat status;
+    if (::lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode))
+        failFile(S_ISDIR(status.st_mode)
+                     ? "cannot replace a directory"
+                     : "cannot replace a special file (device, pipe or socket)");
     // Kept short enough that the temporary's name stays within the usual 255-byte limit.
     const std::string base = baseNameOf(path).substr(0, 200);
     for (int attempt = 0; attempt < 100 && m_fd < 0; ++attempt)

@@ -24,8 +24,8 @@
 //   corners repeat an index are kept as they are.
 // - Indices must name a vertex of the file; counts must fit in an int.
 // - A file of zero bytes is rejected in every format ("empty file"); a file that declares no
-//   vertices and no faces is the empty mesh. Text formats reject NUL bytes (binary or UTF-16
-//   data), and skip a UTF-8 byte order mark at the start.
+//   vertices and no faces is the empty mesh. The text formats reject zero bytes in the text
+//   (binary or UTF-16 data); OBJ and OFF skip a UTF-8 byte order mark at the start.
 // Per format (what is read; what is written):
 // - OBJ: "v x y z [w]" or "v x y z r g b" (colours kept when every vertex has them), "vt u [v
 //   [w]]", "vn x y z", "f" with corners "v", "v/vt", "v//vn" or "v/vt/vn", 1-based or negative
@@ -84,14 +84,16 @@ enum class MeshFormat
 
 /// The format named by the extension of `path`: ".obj", ".ply", ".stl", ".off" or ".trelm", in
 /// any letter case. Only the last component of the path counts ("dir.ply/mesh" has none).
-/// Empty result for any other or no extension. Cost O(path length).
+/// Empty result for any other or no extension, and for an empty path. Thread safety: pure.
+/// Cost O(path length).
 std::optional<MeshFormat> formatFromPath(std::string_view path);
 
 /// The format called `name` in any letter case: "obj", "ply", "stl", "off", "text" or "trelm"
-/// (for a command line's --format option). Empty result for any other name.
+/// (for a command line's --format option). Empty result for any other name. Pure, O(1).
 std::optional<MeshFormat> formatFromName(std::string_view name);
 
-/// The lowercase name of `format` ("obj", "ply", "stl", "off", "text").
+/// The lowercase name of `format` ("obj", "ply", "stl", "off", "text"); formatFromName takes it
+/// back. Pure, O(1).
 const char* formatName(MeshFormat format);
 
 /// The outcome of a read or write: ok, or one line (no line break) saying what went wrong.
@@ -116,16 +118,20 @@ struct ReadOptions
 
 /// Reads the mesh in file `path` as `format` and replaces `out` with it.
 ///
-/// Inputs: `path` (UTF-8); `format` (the extension is not looked at); `options`.
+/// Inputs: `path` (UTF-8; a regular file, or a pipe read to its end); `format` (the extension
+/// is not looked at); `options`.
 /// Outputs: on success `out` holds the file's vertices (positions, plus normals, UVs, colours and
 /// attributes as the format gives them, see above) and triangles, and nothing else of what it
 /// held (selections, strips, lines, triangle normals are gone). `out` keeps its listeners and no
 /// modification is announced; a mesh without an array allocator takes the new arrays without a
 /// copy. Returns ok.
 /// Failure: returns !ok with the one-line message "<path>: [line N: | byte N: ]<what>" and leaves
-/// `out` unchanged. A file that cannot be opened or read, an empty file, malformed or truncated
-/// content, out-of-range indices or counts, and (by default) non-finite positions all fail, as
-/// does lack of memory ("not enough memory").
+/// `out` unchanged. A file that cannot be opened or read, malformed or truncated content,
+/// out-of-range indices or counts, and (by default) non-finite positions all fail, as does
+/// lack of memory ("not enough memory").
+/// Preconditions: none.
+/// Empty input: a file of zero bytes fails ("empty file"); a file that declares no vertices and
+/// no faces gives the empty mesh.
 /// Thread safety: see above. Cost: O(file size) time; the file's bytes plus the mesh's arrays in
 /// memory (STL: plus the weld's sort).
 FileResult readMesh(const std::string& path, MeshFormat format, oxGeom::CompactMesh& out,
@@ -160,15 +166,16 @@ struct WriteOptions
 /// Inputs: `path` (UTF-8); `format`; `mesh` (its positions, triangles and the channels the format
 /// stores, see above; strips, fans, lines and selections are never written); `options`.
 /// Output: the file, which replaces any file of that name in one rename (a new file with the
-/// process's default permissions; a symbolic link at `path` is replaced, not followed). The
-/// bytes are written to a hidden temporary file ".<name>.tmp-<pid>-<n>" beside it first; on
-/// any failure the temporary is removed and `path` is untouched. A process killed during the
-/// write may leave the temporary, never a partial `path`. Data are not forced to disk.
-/// Returns ok, or !ok with "<path>: <what>".
+/// process's default permissions; a symbolic link at `path` is replaced, not followed; a
+/// directory, device, pipe or socket at `path` is refused and left alone). The bytes are written
+/// to a hidden temporary file ".<name>.tmp-<pid>-<n>" beside it first; on any failure the
+/// temporary is removed and `path` is untouched. A process killed during the write may leave the
+/// temporary, never a partial `path`. Data are not forced to disk. Returns ok, or !ok with
+/// "<path>: <what>".
 /// Preconditions: none; a mesh whose triangles index outside [0, getNumVertices()) is refused
 /// ("triangle 5 has vertex index 9 out of range (8 vertices)") rather than written to a file no
 /// reader accepts. Non-finite positions are written as they are ("nan", "inf" in text).
-/// Empty mesh: a valid file with no vertices and no faces.
+/// Empty input: an empty mesh gives a valid file with no vertices and no faces.
 /// Thread safety: see above. Cost: O(size of the output); a 1 MiB buffer.
 FileResult writeMesh(const std::string& path, MeshFormat format, const oxGeom::CompactMesh& mesh,
                      const WriteOptions& options = {});

@@ -803,11 +803,12 @@ public:
         const Property& indices = element.properties[static_cast<std::size_t>(list)];
         const bool onlyIndices = element.properties.size() == 1;
         const double maximumCount = info(indices.countType).maximum;
+        const double maximumIndex = info(indices.type).integer ? info(indices.type).maximum : -1.0;
         std::vector<int> corners;
         for (unsigned long long row = 0; row < element.count; ++row)
         {
             poll(row);
-            if (onlyIndices && maximumCount >= 3 && readTriangleRow(triangles))
+            if (onlyIndices && maximumCount >= 3 && readTriangleRow(triangles, maximumIndex))
                 continue;
             for (std::size_t i = 0; i < element.properties.size(); ++i)
             {
@@ -899,7 +900,7 @@ private:
     // A row "3 a b c" of small unsigned indices below the vertex count, read in one go: the
     // common face row. False (nothing read) for any other row, which the general path then
     // reads or reports.
-    bool readTriangleRow(TriangleSink& triangles)
+    bool readTriangleRow(TriangleSink& triangles, double maximumIndex)
     {
         const char* p = m_in.position();
         long long values[4];
@@ -914,8 +915,10 @@ private:
             if (p == first || p - first > 9 || !endsToken(*p))
                 return false;
         }
-        if (values[0] != 3 || values[1] >= triangles.numVertices() ||
-            values[2] >= triangles.numVertices() || values[3] >= triangles.numVertices())
+        for (int k = 1; k < 4; ++k)
+            if (values[k] >= triangles.numVertices() || values[k] > maximumIndex)
+                return false;
+        if (values[0] != 3)
             return false;
         int* out = triangles.triangleSlot(m_in.offset(), Place::Line);
         for (int k = 0; k < 3; ++k)

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 using formatTests::ScratchDir;
 using trelm::files::Encoding;
@@ -338,8 +339,13 @@ TEST(meshFiles, failedOrCancelledWritesLeaveNoFileAndKeepTheOldOne)
                   ": cannot create a temporary file beside it: No such file or directory");
     formatTests::fs::create_directory(dir.file("taken.ply"));
     EXPECT_EQ(trelm::files::writeMesh(dir.file("taken.ply"), mesh).message,
-              dir.file("taken.ply") + ": cannot replace the file: Is a directory");
+              dir.file("taken.ply") + ": cannot replace a directory");
     formatTests::fs::remove(dir.file("taken.ply"));
+    ASSERT_EQ(::mkfifo(dir.file("pipe.ply").c_str(), 0600), 0);
+    EXPECT_EQ(trelm::files::writeMesh(dir.file("pipe.ply"), mesh).message,
+              dir.file("pipe.ply") + ": cannot replace a special file (device, pipe or socket)");
+    EXPECT_TRUE(formatTests::fs::is_fifo(dir.file("pipe.ply")));
+    formatTests::fs::remove(dir.file("pipe.ply"));
     onlyTheOldFile("refused");
 
     // A successful write replaces the old file in one step.
