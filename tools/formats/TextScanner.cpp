@@ -89,26 +89,6 @@ const char* parseDouble(const char* first, const char* last, double& value)
     return parseReal(first, last, value);
 }
 
-const char* parseInteger(const char* first, const char* last, long long& value)
-{
-    const char* p = first;
-    bool negative = false;
-    if (p != last && (*p == '-' || *p == '+'))
-        negative = *p++ == '-';
-    if (p == last || !isDigit(*p))
-        return nullptr;
-    constexpr long long limit = 1LL << 62;
-    long long magnitude = 0;
-    for (; p != last && isDigit(*p); ++p)
-    {
-        magnitude = magnitude * 10 + (*p - '0');
-        if (magnitude > limit)
-            return nullptr;
-    }
-    value = negative ? -magnitude : magnitude;
-    return p;
-}
-
 std::string nonFiniteMessage(float value)
 {
     const char* text = value != value ? "nan" : value > 0 ? "inf" : "-inf";
