@@ -6,8 +6,11 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev)
+# trelm tool: command line, OBJ reading, PNG output, and real meshes for its tests.
+packages+=(libcli11-dev libtinyobjloader-dev libpng-dev assimp-testmodels)
 if [ "${1:-}" = "--bench" ]; then
     packages+=(libopenmesh-dev libembree-dev libcgal-dev libeigen3-dev libmeshoptimizer-dev)
+    packages+=(libassimp-dev)  # trelm tool: the file readers' peer
 fi
 missing=()
 for package in "${packages[@]}"; do

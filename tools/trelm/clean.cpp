@@ -47,10 +47,11 @@ int runClean(const Session& session, const CleanOptions& options)
     }
     saveMesh(options.output, mesh, {options.ascii}, *progress);
     progress->clear();
+    // A triangle can be both a duplicate and degenerate, so the lists may overlap.
     session.say(
-        "clean: %d vertices merged; %zu duplicate and %zu degenerate triangles removed; "
-        "%d -> %d vertices, %d -> %d triangles\n",
-        merged, found.getDuplicates().size(),
+        "clean: %d vertices merged, %d triangles removed (%zu duplicates, %zu "
+        "degenerate); %d -> %d vertices, %d -> %d triangles\n",
+        merged, trianglesBefore - mesh.getNumTriangles(), found.getDuplicates().size(),
         found.getIndexDegenerates().size() + found.getPositionDegenerates().size(), verticesBefore,
         mesh.getNumVertices(), trianglesBefore, mesh.getNumTriangles());
     return ExitSuccess;

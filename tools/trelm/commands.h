@@ -20,6 +20,7 @@ void addCurvatureCommand(CLI::App& app, Session& session);
 void addClosestCommand(CLI::App& app, Session& session);
 void addRaycastCommand(CLI::App& app, Session& session);
 void addRenderCommand(CLI::App& app, Session& session);
+void addFlattenCommand(CLI::App& app, Session& session);
 void addPackCommand(CLI::App& app, Session& session);
 void addMergeCommand(CLI::App& app, Session& session);
 void addConvertCommand(CLI::App& app, Session& session);

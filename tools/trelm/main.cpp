@@ -73,9 +73,10 @@ void applyGlobalOptions(const GlobalOptions& options)
         oxGeom::debugChannel().setFile(stderr);
         oxGeom::debugChannel().enable();
     }
-    // The library's user-facing notices go to stderr, keeping stdout for results (and --json).
+    // The library's notices go to stderr, keeping stdout for results (and --json); its info
+    // lines narrate the work step by step, which only --verbose asks to see.
     oxOS::AppOutput& output = oxOS::AppOutput::getInstance();
-    output.setInfoFile(options.quiet ? nullptr : stderr);
+    output.setInfoFile(options.verbose ? stderr : nullptr);
     output.setErrorFile(stderr);
 }
 
@@ -126,6 +127,7 @@ int main(int argc, char** argv)
     addClosestCommand(app, session);
     addRaycastCommand(app, session);
     addRenderCommand(app, session);
+    addFlattenCommand(app, session);
     addPackCommand(app, session);
     addMergeCommand(app, session);
     addConvertCommand(app, session);

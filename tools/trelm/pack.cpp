@@ -141,8 +141,8 @@ int runPack(const Session& session, const PackOptions& options)
     }
     saveMesh(options.output, mesh, {options.ascii}, *progress);
     progress->clear();
-    session.say("pack: %d charts, %.1f%% of the unit square covered\n", charts.count,
-                100.0 * uvArea(mesh));
+    session.say("pack: %d chart%s, %.1f%% of the unit square covered\n", charts.count,
+                charts.count == 1 ? "" : "s", 100.0 * uvArea(mesh));
     return ExitSuccess;
 }
 }  // namespace

@@ -86,7 +86,7 @@ void CommandProgress::clear()
 
 void CommandProgress::draw(double fraction, const char* caption)
 {
-    if (!m_show)
+    if (!m_show || caption == nullptr || *caption == '\0')  // before the first stage
         return;
     std::lock_guard<std::mutex> lock(m_drawMutex);
     const auto now = std::chrono::steady_clock::now();

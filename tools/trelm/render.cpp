@@ -68,8 +68,7 @@ using Colour = std::array<float, 3>;
 
 // ---- camera ----
 
-// The view: the eye on a sphere round the centre of the bounding box, at the distance where the
-// box's circumscribed sphere just fits the narrower of the two angles of view.
+// A pinhole camera and the transforms from window coordinates to world rays.
 struct Camera
 {
     oxLinear::Point eye;
@@ -114,18 +113,26 @@ UpAxis parseUpAxis(const std::string& text)
     return result;
 }
 
-Camera frameBox(const oxGeom::BoundingBox& box, const RenderOptions& options, int width, int height)
+// The view: the eye looks at the centre of the bounding box, from the distance at which the
+// sphere about that centre through the farthest vertex just fits the narrower angle of view,
+// so that no part of the mesh is cut off whatever the direction.
+Camera frameMesh(const oxGeom::CompactMesh& mesh, const RenderOptions& options, int width,
+                 int height)
 {
     Camera camera;
-    oxLinear::Point low, high;  // an empty mesh is framed as a point at the origin
-    if (box.isValid())
+    oxGeom::BoundingBox box;
+    oxGeom::meshBoundingBox(mesh, box);
+    if (box.isValid())  // an empty mesh is framed as a point at the origin
+        camera.target =
+            oxLinear::Point(0.5 * (double(box[0]) + box[3]), 0.5 * (double(box[1]) + box[4]),
+                            0.5 * (double(box[2]) + box[5]));
+    double radius = 0.0;
+    for (int v = 0; v < mesh.getNumVertices(); ++v)
     {
-        low = oxLinear::Point(box[0], box[1], box[2]);
-        high = oxLinear::Point(box[3], box[4], box[5]);
+        const oxGeom::MeshVertex& p = mesh.getVertices()[v];
+        radius =
+            std::max(radius, oxLinear::distance(camera.target, oxLinear::Point(p[0], p[1], p[2])));
     }
-    camera.target = oxLinear::Point(0.5 * (low[0] + high[0]), 0.5 * (low[1] + high[1]),
-                                    0.5 * (low[2] + high[2]));
-    double radius = 0.5 * oxLinear::distance(low, high);
     if (!(radius > 0.0))
         radius = 1.0;  // a single point: any scale will do
 
@@ -225,7 +232,7 @@ void buildScene(Scene& scene, const oxGeom::CompactMesh& input, const RenderOpti
         oxGeom::Octree(scene.mesh.getNumVertices(), scene.mesh.getVerticesRaw(), bounds, true, 16);
     oxGeom::computeOctreeTris(scene.mesh, scene.octree, scene.tris);
     // A light over the viewer's left shoulder.
-    scene.toLight = (oxLinear::Vector(-0.4, 0.6, 1.0) * camera.eyeToWorld).normalized();
+    scene.toLight = (oxLinear::Vector(-0.7, 0.6, 0.4) * camera.eyeToWorld).normalized();
     const double size = std::max({double(bounds[3]) - bounds[0], double(bounds[4]) - bounds[1],
                                   double(bounds[5]) - bounds[2]});
     scene.offset = 1e-4 * (size > 0.0 ? size : 1.0);
@@ -306,7 +313,7 @@ private:
     {
         oxLinear::Point point;
         oxLinear::Vector geometric;  // unit, facing the eye
-        oxLinear::Vector shading;    // unit, facing the eye
+        oxLinear::Vector shading;    // unit, on the geometric normal's side
         Colour albedo;
     };
 
@@ -339,7 +346,7 @@ private:
             if (hits == 0)
                 occlusion = ambientAccess(tracer, hit, column, row);
             const float light = float(std::max(0.0, oxLinear::dot(hit.shading, m_scene.toLight)));
-            const float intensity = occlusion * (0.25f + 0.75f * light);
+            const float intensity = occlusion * occlusion * (0.1f + 0.9f * light);
             for (int k = 0; k < 3; ++k)
                 sum[k] += hit.albedo[k] * intensity;
             ++hits;
@@ -376,7 +383,10 @@ private:
             hit.geometric = -hit.geometric;
         if (m_scene.flat || shading.normalize() == 0.0)
             shading = hit.geometric;
-        if (oxLinear::dot(shading, ray) > 0.0)
+        // Near a silhouette the interpolated normal may lean away from the eye; it is kept on the
+        // triangle's visible side rather than turned to the eye, or the occlusion rays of the
+        // rim would dive into the surface.
+        if (oxLinear::dot(shading, hit.geometric) < 0.0)
             shading = -shading;
         hit.shading = shading;
         return hit;
@@ -388,10 +398,13 @@ private:
         const int count = int(m_samples.u.size());
         if (count == 0)
             return 1.0f;
-        const oxLinear::Vector& n = hit.geometric;
+        // The hemisphere follows the interpolated normal, so that the occlusion varies smoothly
+        // across triangles; the rays start off the triangle's own plane, so that none of them
+        // meets the triangle it leaves.
+        const oxLinear::Vector& n = hit.shading;
         const oxLinear::Vector tangent = n.orthogonalVector();
         const oxLinear::Vector bitangent = oxLinear::cross(n, tangent);
-        const oxLinear::PointFlt origin(hit.point + m_scene.offset * n);
+        const oxLinear::PointFlt origin(hit.point + m_scene.offset * hit.geometric);
         const int pixelIndex = row * m_image.width + column;
         const float shiftU = m_samples.rotateU[pixelIndex], shiftV = m_samples.rotateV[pixelIndex];
         double open = 0.0, total = 0.0;
@@ -431,7 +444,7 @@ private:
         return std::uint8_t(std::lround(encoded * 255.0f));
     }
 
-    static constexpr Colour clay = {0.78f, 0.74f, 0.68f};
+    static constexpr Colour clay = {0.72f, 0.68f, 0.62f};
 
     const Scene& m_scene;
     const Camera& m_camera;
@@ -504,9 +517,7 @@ int runRender(const Session& session, const RenderOptions& options)
 
     const auto progress = session.makeProgress();
     const oxGeom::CompactMesh mesh = loadMesh(options.input, *progress);
-    oxGeom::BoundingBox box;
-    oxGeom::meshBoundingBox(mesh, box);
-    const Camera camera = frameBox(box, options, width, height);
+    const Camera camera = frameMesh(mesh, options, width, height);
     Image image(width, height);
     Scene scene;
     buildScene(scene, mesh, options, camera, *progress);
@@ -557,7 +568,8 @@ void addRenderCommand(CLI::App& app, Session& session)
                         "transparent (default), white, black or RRGGBB");
     command->footer(
         "The camera looks at the centre of the bounding box from the given azimuth and "
-        "elevation, far enough for the box's enclosing sphere to fit the view. Each pixel "
+        "elevation, far enough for the sphere about that centre through the farthest vertex to "
+        "fit the view. Each pixel "
         "traces a 2x2 grid of rays; its alpha is the share of them that meet the mesh.\n"
         "Example: trelm render data/bunny.ply -o bunny.png --size 640x480 --samples 128");
     setAction(*command, session, [&session, options] { return runRender(session, *options); });

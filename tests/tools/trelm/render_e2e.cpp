@@ -43,10 +43,13 @@ Vec cross(Vec a, Vec b)
 }
 
 // The documented framing for up = +y: the eye looks at the box centre from azimuth `az` and
-// elevation `el` (degrees), at the distance where the box's enclosing sphere fits the view.
+// elevation `el` (degrees), at the distance where the sphere about the centre through the
+// farthest vertex fits the narrower angle of view.
 struct ViewRays
 {
     Vec eye, right, up, towardEye;
+    Vec centre;
+    double radius;
     double tanHalf, aspect;
     Vec direction(double windowX, double windowY, int width, int height) const
     {
@@ -68,7 +71,13 @@ ViewRays frame(const oxGeom::CompactMesh& mesh, double az, double el, double fov
                 std::max(high.z, double(p[2]))};
     }
     const Vec centre = 0.5 * (low + high);
-    const double radius = 0.5 * std::sqrt(dot(high - low, high - low));
+    double radius = 0.0;
+    for (int v = 0; v < mesh.getNumVertices(); ++v)
+    {
+        const float* p = mesh.getVertices()[v].v;
+        const Vec offset = Vec{p[0], p[1], p[2]} - centre;
+        radius = std::max(radius, std::sqrt(dot(offset, offset)));
+    }
     const Vec up{0, 1, 0}, front{0, 0, 1}, side{1, 0, 0};
     const double a = az * pi / 180, e = el * pi / 180;
     ViewRays view;
@@ -80,11 +89,19 @@ ViewRays frame(const oxGeom::CompactMesh& mesh, double az, double el, double fov
     const double halfWidth = std::atan(view.tanHalf * view.aspect);
     const double distance = radius / std::sin(std::min(0.5 * fov * pi / 180, halfWidth));
     view.eye = centre + distance * view.towardEye;
+    view.centre = centre;
+    view.radius = radius;
     return view;
 }
 
-bool rayHitsMesh(const oxGeom::CompactMesh& mesh, Vec origin, Vec d)
+bool rayHitsMesh(const oxGeom::CompactMesh& mesh, const ViewRays& view, Vec origin, Vec d)
 {
+    // A ray that passes the sphere holding every vertex meets no triangle.
+    const Vec toCentre = view.centre - origin;
+    const double along = dot(toCentre, d) / dot(d, d);
+    const Vec nearest = toCentre - along * d;
+    if (dot(nearest, nearest) > 1.0001 * view.radius * view.radius)
+        return false;
     for (int t = 0; t < mesh.getNumTriangles(); ++t)
     {
         const oxGeom::MeshTriangle& tri = mesh.getTriangles()[t];
@@ -147,7 +164,7 @@ TEST(trelmRender, coverageMatchesBruteForceRayCastingOfTheSubPixelRays)
         {
             int hits = 0;
             for (const auto& offset : offsets)
-                hits += rayHitsMesh(mesh, origin,
+                hits += rayHitsMesh(mesh, view, origin,
                                     view.direction(column + offset[0], height - 1 - row + offset[1],
                                                    width, height))
                             ? 1
