@@ -71,14 +71,21 @@ py::tuple weld(const Mesh& mesh)
     return py::make_tuple(result, map);
 }
 
+// The named tuple type of duplicate_triangles' result. Held for the life of the process (never
+// released), so no reference is dropped after the interpreter has gone.
+py::handle& duplicateTrianglesType()
+{
+    static py::handle type;
+    return type;
+}
+
 py::object duplicateTriangles(const Mesh& mesh)
 {
     oxGeom::MeshDuplicateTrisResult found;
     withoutGil([&] { oxGeom::meshDuplicateTris(mesh.mesh(), found); });
     auto list = [](const ox::vector<int>& v) { return intArray(v.data(), std::int64_t(v.size())); };
-    py::object type = py::module_::import("trelm").attr("DuplicateTriangles");
-    return type(list(found.getDuplicates()), list(found.getIndexDegenerates()),
-                list(found.getPositionDegenerates()));
+    return duplicateTrianglesType()(list(found.getDuplicates()), list(found.getIndexDegenerates()),
+                                    list(found.getPositionDegenerates()));
 }
 
 Mesh removeDuplicateTriangles(const Mesh& mesh)
@@ -240,14 +247,15 @@ Mesh concatenate(const std::vector<Mesh>& meshes, py::handle placements)
 void registerEditing(py::module_& m)
 {
     using namespace pybind11::literals;
-    m.attr("DuplicateTriangles") =
-        py::module_::import("collections")
-            .attr("namedtuple")(
-                "DuplicateTriangles",
-                py::make_tuple("duplicates", "index_degenerate", "position_degenerate"));
-    m.attr("DuplicateTriangles").attr("__doc__") =
+    py::object type = py::module_::import("collections")
+                          .attr("namedtuple")("DuplicateTriangles",
+                                              py::make_tuple("duplicates", "index_degenerate",
+                                                             "position_degenerate"));
+    type.attr("__doc__") =
         "Triangles found by duplicate_triangles: three ascending int32 index arrays.";
-    m.attr("DuplicateTriangles").attr("__module__") = "trelm";
+    type.attr("__module__") = "trelm";
+    m.attr("DuplicateTriangles") = type;
+    duplicateTrianglesType() = type.release();
 
     m.def("weld", &weld, "mesh"_a, R"doc(
 Merges vertices that are exactly alike (no tolerance; -0 equals +0, NaN never welds).

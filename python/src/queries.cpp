@@ -2,14 +2,13 @@
 // points and rays. Each batch releases the GIL and runs on the library's thread pool in chunks
 // handed out from a shared counter, one query object per pool thread (the library's query
 // objects serve one thread each), every result written to its own row, so the output does not
-// depend on the thread count or on timing. Rays are cast four at a time as packets wherever
-// four consecutive rays share their origin.
+// depend on the thread count or on timing. Rays are cast as four-lane packets: four at a time
+// wherever four consecutive rays share their origin, one at a time otherwise.
 
 #include "bindings.h"
 
 #include <oxGeom/MeshPtInside.h>
 #include <oxGeom/QuadRay.h>
-#include <oxGeom/RayTracer.h>
 #include <oxGeom/meshClosestPoint.h>
 #include <oxUtil/ThreadPool.h>
 #include <oxUtil/ThreadedAlg.h>
@@ -231,16 +230,19 @@ struct RayOutputs
     double* weights;  // null when not asked for
 };
 
+// Every ray is cast as part of a packet: four rays that share an origin fill a packet, any
+// other ray goes alone in a packet whose three other lanes are dead (zero directions). The
+// packet walk narrows each lane's range to its nearest hit so far and skips every box beyond
+// it, while the single-ray tracer searches every leaf along the ray in nearest mode; on
+// scattered rays the lone-lane packet is about four times faster.
 class RayCastAlg : public oxUtil::ThreadedChunkAlg
 {
 public:
-    RayCastAlg(const MeshData& data, Slots<oxGeom::RayTracer>& singles,
-               Slots<oxGeom::QuadRayTracer>& packets, const RayRows& origins,
+    RayCastAlg(const MeshData& data, Slots<oxGeom::QuadRayTracer>& tracers, const RayRows& origins,
                const RayRows& directions, int count, bool nearest, RayOutputs out)
         : ThreadedChunkAlg(count, chunkSize),
           m_data(data),
-          m_singles(singles),
-          m_packets(packets),
+          m_tracers(tracers),
           m_origins(origins),
           m_directions(directions),
           m_nearest(nearest),
@@ -250,24 +252,25 @@ public:
 
     void initialize(int numThreads) override
     {
-        if (m_singles.size() < std::size_t(numThreads))
-        {
-            m_singles.resize(std::size_t(numThreads));
-            m_packets.resize(std::size_t(numThreads));
-        }
+        if (m_tracers.size() < std::size_t(numThreads))
+            m_tracers.resize(std::size_t(numThreads));
     }
 
     void execute(int threadIndex, int) override
     {
+        std::unique_ptr<oxGeom::QuadRayTracer>& tracer = m_tracers[std::size_t(threadIndex)];
+        if (!tracer)
+            tracer = std::make_unique<oxGeom::QuadRayTracer>(m_data.octree(), m_data.octreeTris(),
+                                                             &m_data.mesh());
         int begin, end;
         while (nextChunk(threadIndex, begin, end))
             for (int i = begin; i < end; i += 4)
             {
                 if (i + 4 <= end && sharedOrigin(i))
-                    castPacket(threadIndex, i);
+                    cast(*tracer, i, 4);
                 else
                     for (int j = i; j < std::min(i + 4, end); ++j)
-                        castSingle(threadIndex, j);
+                        cast(*tracer, j, 1);
             }
     }
 
@@ -278,7 +281,7 @@ private:
         return oxLinear::PointFlt(float(o[0]), float(o[1]), float(o[2]));
     }
 
-    // True when rays i .. i+3 start at one point once rounded to float, as the tracers take it.
+    // True when rays i .. i+3 start at one point once rounded to float, as the packet takes it.
     bool sharedOrigin(int i) const
     {
         if (m_origins.shared)
@@ -290,79 +293,27 @@ private:
         return true;
     }
 
-    oxGeom::QuadRayTracer& packetTracer(int threadIndex)
+    // Direction of lane `lane` of the packet starting at ray i with `live` rays; zero (a dead
+    // lane) beyond them.
+    oxLinear::VectorFlt direction(int i, int lane, int live) const
     {
-        std::unique_ptr<oxGeom::QuadRayTracer>& tracer = m_packets[std::size_t(threadIndex)];
-        if (!tracer)
-            tracer = std::make_unique<oxGeom::QuadRayTracer>(m_data.octree(), m_data.octreeTris(),
-                                                             &m_data.mesh());
-        return *tracer;
-    }
-
-    oxGeom::RayTracer& singleTracer(int threadIndex)
-    {
-        std::unique_ptr<oxGeom::RayTracer>& tracer = m_singles[std::size_t(threadIndex)];
-        if (!tracer)
-            tracer = std::make_unique<oxGeom::RayTracer>(m_data.octree(), m_data.octreeTris(),
-                                                         &m_data.mesh());
-        tracer->setFindNearestHit(m_nearest);
-        return *tracer;
-    }
-
-    oxLinear::VectorFlt directionFlt(int i) const
-    {
-        const double* d = m_directions.row(i);
+        if (lane >= live)
+            return oxLinear::VectorFlt(0.0f, 0.0f, 0.0f);
+        const double* d = m_directions.row(i + lane);
         return oxLinear::VectorFlt(float(d[0]), float(d[1]), float(d[2]));
     }
 
-    void castPacket(int threadIndex, int i)
+    void cast(oxGeom::QuadRayTracer& tracer, int i, int live)
     {
-        oxGeom::QuadRayTracer& tracer = packetTracer(threadIndex);
-        oxGeom::QuadRay packet(origin(i), directionFlt(i), directionFlt(i + 1), directionFlt(i + 2),
-                               directionFlt(i + 3), !m_nearest);
+        oxGeom::QuadRay packet(origin(i), direction(i, 0, live), direction(i, 1, live),
+                               direction(i, 2, live), direction(i, 3, live), !m_nearest);
         tracer.intersect(packet);
-        for (int lane = 0; lane < 4; ++lane)
+        for (int lane = 0; lane < live; ++lane)
         {
             const int triangle = packet.triHit(lane) ? tracer.triangleIndex(packet, lane) : -1;
             write(i + lane, triangle, packet.triIntersectionRayParam(lane),
                   packet.triIntersectionBaryU(lane), packet.triIntersectionBaryV(lane));
         }
-    }
-
-    void castSingle(int threadIndex, int i)
-    {
-        oxGeom::RayTracer& tracer = singleTracer(threadIndex);
-        const double* d = m_directions.row(i);
-        const oxLinear::Vector direction(d[0], d[1], d[2]);
-        const oxLinear::PointFlt start = origin(i);
-        if (!tracer.intersect(start, direction))
-        {
-            write(i, -1, 0.0, 0.0, 0.0);
-            return;
-        }
-        const int triangle = tracer.intersectionTriangle();
-        const double u = tracer.intersectionBaryU(), v = tracer.intersectionBaryV();
-        const double t =
-            m_nearest ? tracer.intersectionDist() : parameterAt(triangle, u, v, start, direction);
-        write(i, triangle, t, u, v);
-    }
-
-    // The ray parameter of the hit point (1 - u - v) a + u b + v c: a first-hit cast reports
-    // the triangle and its barycentrics but no distance.
-    double parameterAt(int triangle, double u, double v, const oxLinear::PointFlt& start,
-                       const oxLinear::Vector& direction) const
-    {
-        const oxGeom::MeshTriangle& corners = m_data.mesh().getTriangles()[triangle];
-        const oxGeom::MeshVertex* p = m_data.mesh().getVertices();
-        double along = 0.0, length2 = 0.0;
-        for (int k = 0; k < 3; ++k)
-        {
-            const double hit =
-                (1.0 - u - v) * p[corners[0]][k] + u * p[corners[1]][k] + v * p[corners[2]][k];
-            along += (hit - start[k]) * direction[k];
-            length2 += direction[k] * direction[k];
-        }
-        return along / length2;
     }
 
     void write(int i, int triangle, double t, double u, double v)
@@ -379,8 +330,7 @@ private:
     }
 
     const MeshData& m_data;
-    Slots<oxGeom::RayTracer>& m_singles;
-    Slots<oxGeom::QuadRayTracer>& m_packets;
+    Slots<oxGeom::QuadRayTracer>& m_tracers;
     const RayRows& m_origins;
     const RayRows& m_directions;
     bool m_nearest;
@@ -408,11 +358,11 @@ public:
         py::array_t<double> weights = barycentrics ? newArray<double>(n, 3) : newArray<double>(0);
         RayOutputs out{t.mutable_data(), triangles.mutable_data(),
                        barycentrics ? weights.mutable_data() : nullptr};
-        RayCastAlg alg(*m_data, m_singles, m_packets, origins, directions, n, nearest, out);
         withoutGil(
             [&]
             {
                 std::lock_guard<std::mutex> lock(m_mutex);
+                RayCastAlg alg(*m_data, m_tracers, origins, directions, n, nearest, out);
                 oxUtil::ThreadPool::get().run(alg);
             });
         if (barycentrics)
@@ -424,9 +374,8 @@ public:
 
 private:
     MeshPtr m_data;
-    std::mutex m_mutex;
-    Slots<oxGeom::RayTracer> m_singles;
-    Slots<oxGeom::QuadRayTracer> m_packets;
+    std::mutex m_mutex;  // one batch at a time uses the per-thread tracers
+    Slots<oxGeom::QuadRayTracer> m_tracers;
 };
 
 // ---- inside ----
@@ -518,9 +467,9 @@ released; the result does not depend on the thread count.)doc")
     py::class_<RayCaster>(m, "RayCaster", R"doc(
 Ray casts into a mesh for batches of rays.
 
-RayCaster(mesh) builds (or reuses) the mesh's octree and per-leaf triangle lists. Runs of four
-consecutive rays with a common origin (after rounding to float32) are traced together as one
-SSE packet, the rest one by one. Thread-safe as ClosestPoint.)doc")
+RayCaster(mesh) builds (or reuses) the mesh's octree and per-leaf triangle lists. Rays are
+traced as four-lane SSE packets: four consecutive rays with a common origin (after rounding to
+float32) together, any other ray alone. Thread-safe as ClosestPoint.)doc")
         .def(py::init<const Mesh&>(), "mesh"_a)
         .def("cast", &RayCaster::cast, "origins"_a, "directions"_a, "nearest"_a = true,
              "barycentrics"_a = false, R"doc(
@@ -532,9 +481,9 @@ nearest: True finds each ray's nearest hit; False stops at the first hit found (
 tests), whose t need not be the smallest. Both faces of a triangle are hit.
 Returns (t, triangle_ids) and, with barycentrics=True, also (k, 3) float64 weights of the hit
 triangle's corners: t is float64 (inf for a miss), triangle_ids int32 (-1 for a miss).
-Rays with a zero or non-finite direction or origin miss. Packets are traced in float32 and
-single rays in float64, so a hit within about 1e-5 of a triangle edge may be found by one and
-missed by the other. Raises ValueError when the row counts differ.)doc")
+Rays with a zero or non-finite direction or origin miss. Hits are computed in float32, so a
+ray within about 1e-5 (relative) of a triangle edge may be given either neighbour. Raises
+ValueError when the row counts differ.)doc")
         .def_property_readonly("mesh", &RayCaster::mesh, "The mesh cast into.");
 
     m.attr("INSIDE") = int(oxGeom::MeshPtInside::Inside);

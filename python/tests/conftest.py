@@ -20,7 +20,8 @@ def read_binary_ply(path):
     data = path.read_bytes()
     end = data.index(b"end_header\n") + len(b"end_header\n")
     header = data[:end].decode("ascii").split("\n")
-    counts = {line.split()[1]: int(line.split()[2]) for line in header if line.startswith("element")}
+    counts = {line.split()[1]: int(line.split()[2])
+              for line in header if line.startswith("element")}
     n, m = counts["vertex"], counts["face"]
     vertices = np.frombuffer(data, "<f4", 3 * n, end).reshape(n, 3)
     faces = np.frombuffer(data, [("n", "u1"), ("i", "<i4", 3)], m, end + 12 * n)
@@ -88,12 +89,25 @@ def sphere():
     return trelm.Mesh(*icosphere(3))
 
 
+_first_answers = {}
+
+
 @pytest.fixture(params=[1, 2, 3, 7])
 def threads(request):
-    """Runs a test with 1, 2, 3 and 7 pool threads, restoring the count afterwards."""
+    """Runs a test with 1, 2, 3 and 7 pool threads, restoring the count afterwards.
+
+    Yields a check: calling it with a key and arrays keeps the first run's arrays under that
+    key and asserts that every later run (another thread count) gives exactly the same values.
+    """
     before = trelm.get_threads()
     trelm.set_threads(request.param)
-    yield request.param
+
+    def same_for_every_thread_count(key, *arrays):
+        first = _first_answers.setdefault(key, [np.array(a) for a in arrays])
+        for a, b in zip(first, arrays):
+            np.testing.assert_array_equal(a, b)
+
+    yield same_for_every_thread_count
     trelm.set_threads(before)
 
 

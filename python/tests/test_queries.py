@@ -17,6 +17,7 @@ def test_closest_points_equal_brute_force(bunny, threads):
     low, high = trelm.bounding_box(bunny)
     points = rng.uniform(low - 0.02, high + 0.02, (300, 3))
     distances, ids, weights = trelm.ClosestPoint(bunny).query(points)
+    threads("closest", distances, ids, weights)
     np.testing.assert_allclose(distances, brute_closest(bunny.vertices, bunny.triangles, points),
                                rtol=1e-9, atol=1e-12)
     assert (weights >= -1e-12).all() and np.allclose(weights.sum(1), 1)
@@ -60,14 +61,15 @@ def test_ray_casts_equal_brute_force_singly_and_in_packets(bunny, threads):
     low, high = trelm.bounding_box(bunny)
     centre = (low + high) / 2
     targets = rng.uniform(low, high, (400, 3))
-    # Rays 0..199 each from their own origin (single casts), 200..399 in packets of four
-    # sharing an origin.
+    # Rays 0..199 each from their own origin (one live lane per packet), 200..399 in packets
+    # of four sharing an origin.
     origins = centre + rng.normal(size=(400, 3)) * (high - low)
     origins[200:] = np.repeat(origins[200:300:2], 4, axis=0)[:200]
     origins = origins.astype(np.float32).astype(np.float64)
     directions = targets - origins
     caster = trelm.RayCaster(bunny)
     t, ids, weights = caster.cast(origins, directions, barycentrics=True)
+    threads("rays", t, ids, weights)
     bt, bids = brute_rays(bunny.vertices, bunny.triangles, origins, directions)
     assert (ids >= 0).sum() > 200
     same = ids == bids
@@ -104,6 +106,7 @@ def test_inside_classifies_points_of_a_sphere(threads):
     r = np.linalg.norm(points, axis=1)
     clear = np.abs(r - radius) > 0.05  # the facets lie within 0.02 of the true sphere
     codes = trelm.inside(mesh, points[clear])
+    threads("inside", codes)
     np.testing.assert_array_equal(codes, np.where(r[clear] < radius, trelm.INSIDE, trelm.OUTSIDE))
     on = mesh.vertices[:10].astype(np.float64) * 1.0001
     assert (trelm.inside(mesh, on, tolerance=0.01) == trelm.ON_SURFACE).all()
