@@ -349,8 +349,13 @@ oxLinear::AffineMatrix reparameterizeMesh::determineRotMatrix(BoundaryLoop& oute
             "Parameterization: failed to calculateD planeNormal.  Choosing Z-axis instead.\n");
         n = oxLinear::Vector(0.0, 0.0, 1.0);
     }
+    // Between opposite directions a rotation has no axis of its own, and any half-turn would
+    // mirror the plane: a normal opposite to +Z (a loop wound clockwise seen from +Z) leaves
+    // the points as they are, so a mesh in a plane z = c keeps its x and y, pinned vertices
+    // included.
     oxLinear::AffineMatrix rotation(1.0);
-    rotation.rotate(n, oxLinear::Normal::z);
+    if (!(n[2] < 0.0 && oxLinear::isParallel(n, oxLinear::Normal::z, oxLinear::parallelTol)))
+        rotation.rotate(n, oxLinear::Normal::z);
     return rotation;
 }
 
