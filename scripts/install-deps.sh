@@ -8,6 +8,8 @@ set -euo pipefail
 packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev)
 # trelm tool: command line, OBJ reading, PNG output, and real meshes for its tests.
 packages+=(libcli11-dev libtinyobjloader-dev libpng-dev assimp-testmodels)
+# Python module: bindings, headers, NumPy arrays and the test runner, for /usr/bin/python3.
+packages+=(pybind11-dev python3-dev python3-numpy python3-pytest)
 if [ "${1:-}" = "--bench" ]; then
     packages+=(libopenmesh-dev libembree-dev libcgal-dev libeigen3-dev libmeshoptimizer-dev)
     packages+=(libassimp-dev)  # trelm tool: the file readers' peer
