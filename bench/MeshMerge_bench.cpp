@@ -15,11 +15,14 @@
 #include <list>
 #include <memory>
 #include <random>
+#include <tuple>
 #include <vector>
+
+#include "benchMeshes.h"
 
 namespace
 {
-using Clock = std::chrono::steady_clock;
+using benchMeshes::Clock;
 
 // A jittered grid of about `numTriangles` triangles over [0, nx] x [0, ny];
 // border vertices are not jittered in x and y, so tiles placed nx apart share
@@ -31,32 +34,15 @@ struct Tile
 
     explicit Tile(int numTriangles)
     {
-        const int cells = numTriangles / 2;
-        nx = std::max(1, static_cast<int>(std::sqrt(static_cast<double>(cells))));
-        ny = std::max(1, cells / nx);
-        std::mt19937 random(7);
-        std::uniform_real_distribution<float> jitter(-0.2f, 0.2f);
-        std::vector<oxGeom::MeshVertex> vertices;
-        vertices.reserve(static_cast<size_t>(nx + 1) * (ny + 1));
-        for (int j = 0; j <= ny; ++j)
-            for (int i = 0; i <= nx; ++i)
-            {
-                const bool border = i == 0 || j == 0 || i == nx || j == ny;
-                const float dx = border ? 0.0f : jitter(random);
-                const float dy = border ? 0.0f : jitter(random);
-                vertices.push_back({{i + dx, j + dy, border ? 0.0f : jitter(random)}});
-            }
-        std::vector<int> triangles;
-        triangles.reserve(static_cast<size_t>(nx) * ny * 6);
-        for (int j = 0; j < ny; ++j)
-            for (int i = 0; i < nx; ++i)
-            {
-                const int a = j * (nx + 1) + i, b = a + 1, c = a + nx + 1, d = c + 1;
-                triangles.insert(triangles.end(), {a, b, d, a, d, c});
-            }
-        mesh = oxGeom::CompactMesh(static_cast<int>(vertices.size()), vertices.data(), nullptr,
-                                   nullptr, nullptr);
-        mesh.copyTriangles(static_cast<int>(triangles.size() / 3), triangles.data());
+        std::tie(nx, ny) = benchMeshes::gridCells(numTriangles);
+        auto vertexAt = [this](int i, int j, std::mt19937& random)
+        {
+            const bool border = i == 0 || j == 0 || i == nx || j == ny;
+            return border ? oxGeom::MeshVertex{{float(i), float(j), 0.0f}}
+                          : benchMeshes::jitteredVertex(i, j, random);
+        };
+        mesh = benchMeshes::makeMesh(benchMeshes::gridVertices(nx, ny, vertexAt),
+                                     benchMeshes::gridTriangles(nx, ny));
     }
 };
 

@@ -29,15 +29,13 @@
 #include <utility>
 #include <vector>
 
+#include "benchMeshes.h"
+
 namespace
 {
-using Clock = std::chrono::steady_clock;
+using benchMeshes::Clock;
+using benchMeshes::secondsSince;
 using oxLinear::Point;
-
-double secondsSince(Clock::time_point start)
-{
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
 
 // ---- the mesh -------------------------------------------------------------------------------
 

@@ -22,99 +22,16 @@
 #include <string>
 #include <vector>
 
+#include "benchMeshes.h"
+
 namespace
 {
-using Clock = std::chrono::steady_clock;
-
-double secondsSince(Clock::time_point start)
-{
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
+using benchMeshes::Clock;
+using benchMeshes::geodesicSphere;
+using benchMeshes::scanSurface;
+using benchMeshes::secondsSince;
 
 // ---- meshes ---------------------------------------------------------------------------------
-
-// A sphere as the icosahedron with each face cut into k * k triangles (rows of a triangular
-// grid, in mesh order), vertices pushed onto the unit sphere. Vertices along the icosahedron's
-// edges are repeated per face, as a mesh read face by face would have them.
-oxGeom::CompactMesh geodesicSphere(int numTriangles)
-{
-    const int k = std::max(1, static_cast<int>(std::lround(std::sqrt(numTriangles / 20.0))));
-    const double t = (1.0 + std::sqrt(5.0)) / 2.0;
-    const double corners[12][3] = {{-1, t, 0}, {1, t, 0}, {-1, -t, 0}, {1, -t, 0},
-                                   {0, -1, t}, {0, 1, t}, {0, -1, -t}, {0, 1, -t},
-                                   {t, 0, -1}, {t, 0, 1}, {-t, 0, -1}, {-t, 0, 1}};
-    const int faces[20][3] = {{0, 11, 5}, {0, 5, 1},  {0, 1, 7},   {0, 7, 10}, {0, 10, 11},
-                              {1, 5, 9},  {5, 11, 4}, {11, 10, 2}, {10, 7, 6}, {7, 1, 8},
-                              {3, 9, 4},  {3, 4, 2},  {3, 2, 6},   {3, 6, 8},  {3, 8, 9},
-                              {4, 9, 5},  {2, 4, 11}, {6, 2, 10},  {8, 6, 7},  {9, 8, 1}};
-    std::vector<oxGeom::MeshVertex> vertices;
-    std::vector<int> triangles;
-    for (const int* face : faces)
-    {
-        const int base = static_cast<int>(vertices.size());
-        // Row r holds r + 1 points between corner a and the edge b-c.
-        auto index = [&](int r, int c) { return base + r * (r + 1) / 2 + c; };
-        for (int r = 0; r <= k; ++r)
-            for (int c = 0; c <= r; ++c)
-            {
-                double p[3], length2 = 0;
-                for (int d = 0; d < 3; ++d)
-                {
-                    const double a = corners[face[0]][d], b = corners[face[1]][d];
-                    const double e = corners[face[2]][d];
-                    p[d] = a + (b - a) * (r - c) / k + (e - a) * c / k;
-                    length2 += p[d] * p[d];
-                }
-                const double scale = 1.0 / std::sqrt(length2);
-                vertices.push_back(
-                    {{float(p[0] * scale), float(p[1] * scale), float(p[2] * scale)}});
-            }
-        for (int r = 0; r < k; ++r)
-            for (int c = 0; c <= r; ++c)
-            {
-                triangles.insert(triangles.end(),
-                                 {index(r, c), index(r + 1, c), index(r + 1, c + 1)});
-                if (c < r)
-                    triangles.insert(triangles.end(),
-                                     {index(r, c), index(r + 1, c + 1), index(r, c + 1)});
-            }
-    }
-    oxGeom::CompactMesh mesh(static_cast<int>(vertices.size()), vertices.data(), nullptr, nullptr,
-                             nullptr);
-    mesh.copyTriangles(static_cast<int>(triangles.size() / 3), triangles.data());
-    return mesh;
-}
-
-// A scan-like height field: a grid of unit spacing with rolling terrain and per-vertex jitter
-// in all three coordinates, triangles row by row as a range scanner delivers them.
-oxGeom::CompactMesh scanSurface(int numTriangles)
-{
-    const int cells = numTriangles / 2;
-    const int nx = std::max(1, static_cast<int>(std::sqrt(static_cast<double>(cells))));
-    const int ny = std::max(1, cells / nx);
-    std::mt19937 random(7);
-    std::uniform_real_distribution<float> jitter(-0.2f, 0.2f);
-    std::vector<oxGeom::MeshVertex> vertices;
-    vertices.reserve(static_cast<size_t>(nx + 1) * (ny + 1));
-    for (int j = 0; j <= ny; ++j)
-        for (int i = 0; i <= nx; ++i)
-        {
-            const float height = 20.0f * std::sin(i * 0.01f) * std::cos(j * 0.013f);
-            vertices.push_back({{i + jitter(random), j + jitter(random), height + jitter(random)}});
-        }
-    std::vector<int> triangles;
-    triangles.reserve(static_cast<size_t>(nx) * ny * 6);
-    for (int j = 0; j < ny; ++j)
-        for (int i = 0; i < nx; ++i)
-        {
-            const int a = j * (nx + 1) + i, b = a + 1, c = a + nx + 1, d = c + 1;
-            triangles.insert(triangles.end(), {a, b, d, a, d, c});
-        }
-    oxGeom::CompactMesh mesh(static_cast<int>(vertices.size()), vertices.data(), nullptr, nullptr,
-                             nullptr);
-    mesh.copyTriangles(static_cast<int>(triangles.size() / 3), triangles.data());
-    return mesh;
-}
 
 // The meshes, each built once per process and shared by the runs that use it.
 const oxGeom::CompactMesh& benchMesh(int kind, int numTriangles)

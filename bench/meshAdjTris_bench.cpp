@@ -28,51 +28,30 @@
 #include <random>
 #include <vector>
 
+#include "benchMeshes.h"
+
 namespace
 {
-using Clock = std::chrono::steady_clock;
-
-double secondsSince(Clock::time_point start)
-{
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
+using benchMeshes::Clock;
+using benchMeshes::secondsSince;
 
 // A jittered grid of about `numTriangles` triangles with a square hole in the middle (so the
 // boundary walk has two loops), rows numbered the way a scanner or mesher would.
-oxGeom::CompactMesh makeGrid(int numTriangles)
-{
-    const int nx = std::max(4, static_cast<int>(std::sqrt(numTriangles / 2.0)));
-    const int ny = std::max(4, numTriangles / 2 / nx);
-    std::mt19937 random(7);
-    std::uniform_real_distribution<float> jitter(-0.2f, 0.2f);
-    std::vector<oxGeom::MeshVertex> vertices;
-    for (int j = 0; j <= ny; ++j)
-        for (int i = 0; i <= nx; ++i)
-            vertices.push_back({{i + jitter(random), j + jitter(random), jitter(random)}});
-    std::vector<int> triangles;
-    for (int j = 0; j < ny; ++j)
-        for (int i = 0; i < nx; ++i)
-        {
-            if (std::abs(2 * i - nx) < 2 && std::abs(2 * j - ny) < 2)
-                continue;
-            const int a = j * (nx + 1) + i, b = a + 1, c = a + nx + 1, d = c + 1;
-            triangles.insert(triangles.end(), {a, b, d, a, d, c});
-        }
-    oxGeom::CompactMesh mesh(static_cast<int>(vertices.size()), vertices.data(), nullptr, nullptr,
-                             nullptr);
-    mesh.copyTriangles(static_cast<int>(triangles.size() / 3), triangles.data());
-    return mesh;
-}
-
 const oxGeom::CompactMesh& benchMesh(int numTriangles)
 {
-    static std::vector<std::pair<int, std::unique_ptr<oxGeom::CompactMesh>>> meshes;
-    for (auto& entry : meshes)
-        if (entry.first == numTriangles)
-            return *entry.second;
-    meshes.emplace_back(numTriangles,
-                        std::make_unique<oxGeom::CompactMesh>(makeGrid(numTriangles)));
-    return *meshes.back().second;
+    return benchMeshes::buildOnce<oxGeom::CompactMesh>(
+        numTriangles,
+        [](int n)
+        {
+            auto [nx, ny] = benchMeshes::gridCells(n);
+            nx = std::max(4, nx);
+            ny = std::max(4, ny);
+            auto outsideHole = [&](int i, int j)
+            { return std::abs(2 * i - nx) >= 2 || std::abs(2 * j - ny) >= 2; };
+            return benchMeshes::makeMesh(
+                benchMeshes::gridVertices(nx, ny, benchMeshes::jitteredVertex),
+                benchMeshes::gridTriangles(nx, ny, outsideHole));
+        });
 }
 
 // The floor: count, prefix sum, scatter, into freshly allocated raw arrays.

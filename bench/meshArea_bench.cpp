@@ -13,49 +13,18 @@
 #include <random>
 #include <vector>
 
+#include "benchMeshes.h"
+
 namespace
 {
-using Clock = std::chrono::steady_clock;
+using benchMeshes::Clock;
 
-// A jittered grid of about `numTriangles` triangles; its rows are numbered the
-// way a scanner or a mesher would, so memory access is realistic.
-struct BenchMesh
+// A jittered grid of about `numTriangles` triangles, rows numbered the way a scanner or a
+// mesher would, so memory access is realistic.
+const oxGeom::CompactMesh& benchMesh(int numTriangles)
 {
-    oxGeom::CompactMesh mesh;
-    explicit BenchMesh(int numTriangles)
-    {
-        const int cells = numTriangles / 2;
-        const int nx = std::max(1, static_cast<int>(std::sqrt(static_cast<double>(cells))));
-        const int ny = std::max(1, cells / nx);
-        std::mt19937 random(7);
-        std::uniform_real_distribution<float> jitter(-0.2f, 0.2f);
-        std::vector<oxGeom::MeshVertex> vertices;
-        vertices.reserve(static_cast<size_t>(nx + 1) * (ny + 1));
-        for (int j = 0; j <= ny; ++j)
-            for (int i = 0; i <= nx; ++i)
-                vertices.push_back({{i + jitter(random), j + jitter(random), jitter(random)}});
-        std::vector<int> triangles;
-        triangles.reserve(static_cast<size_t>(nx) * ny * 6);
-        for (int j = 0; j < ny; ++j)
-            for (int i = 0; i < nx; ++i)
-            {
-                const int a = j * (nx + 1) + i, b = a + 1, c = a + nx + 1, d = c + 1;
-                triangles.insert(triangles.end(), {a, b, d, a, d, c});
-            }
-        mesh = oxGeom::CompactMesh(static_cast<int>(vertices.size()), vertices.data(), nullptr,
-                                   nullptr, nullptr);
-        mesh.copyTriangles(static_cast<int>(triangles.size() / 3), triangles.data());
-    }
-};
-
-const BenchMesh& benchMesh(int numTriangles)
-{
-    static std::vector<std::pair<int, std::unique_ptr<BenchMesh>>> meshes;
-    for (auto& entry : meshes)
-        if (entry.first == numTriangles)
-            return *entry.second;
-    meshes.emplace_back(numTriangles, std::make_unique<BenchMesh>(numTriangles));
-    return *meshes.back().second;
+    return benchMeshes::buildOnce<oxGeom::CompactMesh>(
+        numTriangles, [](int n) { return benchMeshes::jitteredGrid(n); });
 }
 
 double serialArea(const oxGeom::CompactMesh& mesh)
@@ -123,7 +92,7 @@ void compareWithLoop(benchmark::State& state, Library library, Loop loop, int it
 
 void BM_meshArea(benchmark::State& state)
 {
-    const oxGeom::CompactMesh& mesh = benchMesh(static_cast<int>(state.range(0))).mesh;
+    const oxGeom::CompactMesh& mesh = benchMesh(static_cast<int>(state.range(0)));
     oxGeom::MeshPlacement placement;
     placement.mesh = &mesh;
     compareWithLoop(
@@ -134,7 +103,7 @@ void BM_meshArea(benchmark::State& state)
 
 void BM_meshBoundingBox(benchmark::State& state)
 {
-    const oxGeom::CompactMesh& mesh = benchMesh(static_cast<int>(state.range(0))).mesh;
+    const oxGeom::CompactMesh& mesh = benchMesh(static_cast<int>(state.range(0)));
     oxGeom::BoundingBox box;
     float loopBox[6];
     compareWithLoop(

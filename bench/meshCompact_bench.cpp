@@ -21,14 +21,12 @@
 #include <random>
 #include <vector>
 
+#include "benchMeshes.h"
+
 namespace
 {
-using Clock = std::chrono::steady_clock;
-
-double secondsSince(Clock::time_point start)
-{
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
+using benchMeshes::Clock;
+using benchMeshes::secondsSince;
 
 // A jittered height-field grid of about `numTriangles` triangles, unwelded: corner
 // k of triangle t is vertex 3t + k, the layout a triangle-soup file (STL) gives.
@@ -40,22 +38,11 @@ struct SoupMesh
 
     explicit SoupMesh(int numTriangles)
     {
-        const int cells = numTriangles / 2;
-        const int nx = std::max(1, static_cast<int>(std::sqrt(static_cast<double>(cells))));
-        const int ny = std::max(1, cells / nx);
-        std::mt19937 random(11);
-        std::uniform_real_distribution<float> jitter(-0.2f, 0.2f);
-        std::vector<float> grid;
-        for (int j = 0; j <= ny; ++j)
-            for (int i = 0; i <= nx; ++i)
-                grid.insert(grid.end(), {i + jitter(random), j + jitter(random), jitter(random)});
-        for (int j = 0; j < ny; ++j)
-            for (int i = 0; i < nx; ++i)
-            {
-                const int a = j * (nx + 1) + i, b = a + 1, c = a + nx + 1, d = c + 1;
-                for (int corner : {a, b, d, a, d, c})
-                    positions.insert(positions.end(), &grid[3 * corner], &grid[3 * corner + 3]);
-            }
+        const auto [nx, ny] = benchMeshes::gridCells(numTriangles);
+        const std::vector<oxGeom::MeshVertex> grid =
+            benchMeshes::gridVertices(nx, ny, benchMeshes::jitteredVertex);
+        for (int corner : benchMeshes::gridTriangles(nx, ny))
+            positions.insert(positions.end(), grid[corner].v, grid[corner].v + 3);
         triangles.resize(positions.size() / 3);
         std::iota(triangles.begin(), triangles.end(), 0);
         const int n = static_cast<int>(triangles.size());

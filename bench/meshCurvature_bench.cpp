@@ -18,9 +18,11 @@
 #include <random>
 #include <vector>
 
+#include "benchMeshes.h"
+
 namespace
 {
-using Clock = std::chrono::steady_clock;
+using benchMeshes::Clock;
 
 struct BenchSurface
 {
@@ -31,28 +33,14 @@ struct BenchSurface
 
     explicit BenchSurface(int numTriangles)
     {
-        const int cells = numTriangles / 2;
-        const int nx = std::max(1, static_cast<int>(std::sqrt(static_cast<double>(cells))));
-        const int ny = std::max(1, cells / nx);
-        std::mt19937 random(7);
-        std::uniform_real_distribution<float> jitter(-0.2f, 0.2f);
-        std::vector<oxGeom::MeshVertex> vertices;
-        vertices.reserve(static_cast<size_t>(nx + 1) * (ny + 1));
-        for (int j = 0; j <= ny; ++j)
-            for (int i = 0; i <= nx; ++i)
-                vertices.push_back({{i + jitter(random), j + jitter(random),
-                                     3.0f * std::sin(0.05f * i) * std::cos(0.07f * j)}});
-        std::vector<int> triangles;
-        triangles.reserve(static_cast<size_t>(nx) * ny * 6);
-        for (int j = 0; j < ny; ++j)
-            for (int i = 0; i < nx; ++i)
-            {
-                const int a = j * (nx + 1) + i, b = a + 1, c = a + nx + 1, d = c + 1;
-                triangles.insert(triangles.end(), {a, b, d, a, d, c});
-            }
-        mesh = oxGeom::CompactMesh(static_cast<int>(vertices.size()), vertices.data(), nullptr,
-                                   nullptr, nullptr);
-        mesh.copyTriangles(static_cast<int>(triangles.size() / 3), triangles.data());
+        const auto [nx, ny] = benchMeshes::gridCells(numTriangles);
+        auto vertexAt = [](int i, int j, std::mt19937& random)
+        {
+            const float x = i + benchMeshes::jitter(random), y = j + benchMeshes::jitter(random);
+            return oxGeom::MeshVertex{{x, y, 3.0f * std::sin(0.05f * i) * std::cos(0.07f * j)}};
+        };
+        mesh = benchMeshes::makeMesh(benchMeshes::gridVertices(nx, ny, vertexAt),
+                                     benchMeshes::gridTriangles(nx, ny));
         oxGeom::meshComputeNormals(mesh);
         oxGeom::meshAdjTris(mesh, adjTris);
         oxGeom::meshAdjVertices(mesh, adjTris, adjVertices);

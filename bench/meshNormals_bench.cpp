@@ -21,40 +21,34 @@
 #include <random>
 #include <vector>
 
+#include "benchMeshes.h"
+
 namespace
 {
-using Clock = std::chrono::steady_clock;
+using benchMeshes::Clock;
 
+// The jittered grid, its vertices in row order or (shuffled) in a random order, so that a
+// triangle's corners lie far apart in memory.
 oxGeom::CompactMesh jitteredGrid(int numTriangles, bool shuffled)
 {
-    const int cells = numTriangles / 2;
-    const int nx = std::max(1, static_cast<int>(std::sqrt(static_cast<double>(cells))));
-    const int ny = std::max(1, cells / nx);
-    const int numVertices = (nx + 1) * (ny + 1);
-    std::vector<int> order(numVertices);
-    for (int i = 0; i < numVertices; ++i)
-        order[i] = i;
+    const auto [nx, ny] = benchMeshes::gridCells(numTriangles);
+    std::vector<oxGeom::MeshVertex> vertices =
+        benchMeshes::gridVertices(nx, ny, benchMeshes::jitteredVertex);
+    std::vector<int> triangles = benchMeshes::gridTriangles(nx, ny);
     if (shuffled)
+    {
+        std::vector<int> order(vertices.size());
+        for (size_t i = 0; i < order.size(); ++i)
+            order[i] = static_cast<int>(i);
         std::shuffle(order.begin(), order.end(), std::mt19937(3));
-    std::mt19937 random(7);
-    std::uniform_real_distribution<float> jitter(-0.2f, 0.2f);
-    std::vector<oxGeom::MeshVertex> vertices(numVertices);
-    for (int j = 0; j <= ny; ++j)
-        for (int i = 0; i <= nx; ++i)
-            vertices[order[j * (nx + 1) + i]] = {
-                {i + jitter(random), j + jitter(random), jitter(random)}};
-    std::vector<int> triangles;
-    triangles.reserve(static_cast<size_t>(nx) * ny * 6);
-    for (int j = 0; j < ny; ++j)
-        for (int i = 0; i < nx; ++i)
-        {
-            const int a = order[j * (nx + 1) + i], b = order[j * (nx + 1) + i + 1];
-            const int c = order[(j + 1) * (nx + 1) + i], d = order[(j + 1) * (nx + 1) + i + 1];
-            triangles.insert(triangles.end(), {a, b, d, a, d, c});
-        }
-    oxGeom::CompactMesh mesh(numVertices, vertices.data(), nullptr, nullptr, nullptr);
-    mesh.copyTriangles(static_cast<int>(triangles.size() / 3), triangles.data());
-    return mesh;
+        std::vector<oxGeom::MeshVertex> moved(vertices.size());
+        for (size_t i = 0; i < order.size(); ++i)
+            moved[static_cast<size_t>(order[i])] = vertices[i];
+        vertices.swap(moved);
+        for (int& corner : triangles)
+            corner = order[static_cast<size_t>(corner)];
+    }
+    return benchMeshes::makeMesh(vertices, triangles);
 }
 
 // The serial loop, written as a host would write it.
