@@ -67,16 +67,6 @@ void Session::say(const char* format, ...) const
     va_end(arguments);
 }
 
-void Session::note(const char* format, ...) const
-{
-    if (options.quiet)
-        return;
-    va_list arguments;
-    va_start(arguments, format);
-    vprintTo(stderr, format, arguments);
-    va_end(arguments);
-}
-
 std::unique_ptr<CommandProgress> Session::makeProgress() const
 {
     return std::make_unique<CommandProgress>(!options.quiet && isatty(STDERR_FILENO) != 0);

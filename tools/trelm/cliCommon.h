@@ -4,7 +4,7 @@
 // parsing of the numbers given on the command line or in point and ray files.
 
 #include <oxGeom/CompactMesh.h>
-#include <oxLinear/Point.h>
+#include <oxString/CString.h>
 
 #include <cstdio>
 #include <functional>
@@ -62,9 +62,7 @@ public:
     std::function<int()> action;
 
     /// printf to stdout unless --quiet (summaries, not machine-read results).
-    void say(const char* format, ...) const __attribute__((format(printf, 2, 3)));
-    /// printf to stderr unless --quiet (notes about the run).
-    void note(const char* format, ...) const __attribute__((format(printf, 2, 3)));
+    void say(const char* format, ...) const OX_PRINTF_FORMAT(2, 3);
 
     /// A progress tree for the command, with a bar when stderr is a terminal and not --quiet.
     std::unique_ptr<CommandProgress> makeProgress() const;

@@ -85,8 +85,10 @@ void addMergeCommand(CLI::App& app, Session& session)
         ->add_option("--tolerance", options->tolerance,
                      "weld vertices closer than this on every axis (default 0: equal positions)")
         ->check(CLI::NonNegativeNumber);
-    command->add_flag("--no-weld", options->noWeld,
-                      "concatenate without welding, keeping the vertex data all inputs share");
+    command
+        ->add_flag("--no-weld", options->noWeld,
+                   "concatenate without welding, keeping the vertex data all inputs share")
+        ->excludes("--tolerance");
     command->add_flag("--ascii", options->ascii, "write PLY or STL as text");
     command->footer(
         "Welding keeps positions and triangles only; triangles keep their corner order.\n"

@@ -149,6 +149,11 @@ TEST(trelmWeld, toleranceMergesNearbyVerticesAndExactWeldDoesNot)
     EXPECT_EQ(near.getNumVertices(), 8);
     EXPECT_EQ(near.getNumTriangles(), 12);
     EXPECT_EQ(near.getAttributes("quality"), nullptr);  // no single value per merged vertex
+
+    const RunResult quiet = runOk({"--quiet", "weld", dir.path("jittered.ply"), "-o",
+                                   dir.path("quiet.ply"), "--tolerance", "1e-4"});
+    EXPECT_TRUE(quiet.out.empty() && quiet.err.empty()) << quiet.out << quiet.err;
+    EXPECT_EQ(readFile(dir.path("quiet.ply")), readFile(dir.path("near.ply")));
 }
 
 TEST(trelmClean, removesEveryDuplicateAndDegenerateTriangleAndNothingElse)
