@@ -159,6 +159,18 @@ py::list channelNames(const Mesh& self)
     return out;
 }
 
+py::array channelView(const Mesh& self, const std::string& name)
+{
+    const oxGeom::MeshAttributes* channel = self.mesh().getAttributes(oxString::CString(name));
+    if (channel == nullptr)
+    {
+        PyErr_SetString(PyExc_KeyError, ("the mesh has no channel '" + name + "'").c_str());
+        throw py::error_already_set();
+    }
+    return readOnlyView(self, channel->asFloat(), self.mesh().getNumVertices(),
+                        channel->getDimension());
+}
+
 // ---- derived meshes ----
 
 Mesh withNormals(const Mesh& self, py::handle normalsIn)
@@ -340,6 +352,10 @@ The arrays are copied. Thread-safe: any number of threads may read one mesh.)doc
                                "Names of the per-vertex channels the mesh carries, sorted "
                                "('Vertices' always; 'Normals', 'UVs', 'Colours' ... when "
                                "present, e.g. from a loaded file).")
+        .def("channel", &channelView, "name"_a, R"doc(
+The per-vertex channel called `name` (one of `channels`) as a read-only (n, k) float32 view,
+k = 1 to 4 values per vertex ('Colours': red, green, blue, alpha in [0, 1]). Raises KeyError
+for a channel the mesh does not carry.)doc")
         .def("with_normals", &withNormals, "normals"_a = py::none(), R"doc(
 A copy of the mesh with vertex normals.
 

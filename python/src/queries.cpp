@@ -14,7 +14,6 @@
 #include <oxUtil/ThreadedAlg.h>
 
 #include <cmath>
-#include <cstring>
 #include <limits>
 
 namespace trelm_py

@@ -43,6 +43,30 @@ def test_weld_keeps_vertices_with_different_normals_apart_and_carries_uvs():
         assert (welded.uvs[new] == uvs[np.nonzero(vertex_map == new)[0].max()]).all()
 
 
+def test_weld_carries_every_channel_of_a_loaded_file(tmp_path):
+    vertices, triangles = soup(*grid(2, 1))
+    colours = np.random.default_rng(2).integers(0, 256, (len(vertices), 3))
+    rows = [f"{x} {y} {z} {r} {g} {b}" for (x, y, z), (r, g, b) in zip(vertices, colours)]
+    path = tmp_path / "soup.ply"
+    path.write_text("\n".join(
+        ["ply", "format ascii 1.0", f"element vertex {len(vertices)}", "property float x",
+         "property float y", "property float z", "property uchar red", "property uchar green",
+         "property uchar blue", f"element face {len(triangles)}",
+         "property list uchar int vertex_indices", "end_header", *rows,
+         *[f"3 {a} {b} {c}" for a, b, c in triangles]]) + "\n")
+    mesh = trelm.load(path)
+    assert "Colours" in mesh.channels
+    welded, vertex_map = trelm.weld(mesh)
+    assert welded.num_vertices == 6
+    # Of a welded group the highest old index supplies the colour, as for every channel.
+    for new in range(6):
+        last = np.nonzero(vertex_map == new)[0].max()
+        np.testing.assert_allclose(welded.channel("Colours")[new, :3], colours[last] / 255,
+                                   atol=1e-6)
+    with pytest.raises(KeyError, match="no channel 'STs'"):
+        mesh.channel("STs")
+
+
 def test_duplicate_and_degenerate_triangles_are_found_and_removed():
     vertices, triangles = grid(2, 1)  # (0 1 4), (1 2 5), (0 4 3), (1 5 4)
     vertices = np.vstack([vertices, vertices[:1]])  # vertex 6 sits on vertex 0
