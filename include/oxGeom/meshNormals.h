@@ -49,9 +49,10 @@ oxLinear::Normal meshTriNormal(const float* vertices, const int* triangle);
 /// Cost: O(V + T) time. Each pool thread owns a contiguous range of vertices and adds the
 /// normals of the triangles touching it, skipping blocks of 256 triangles whose corners all lie
 /// outside it; with more than one thread a table of the blocks' vertex spans is built first
-/// (2 ints per block), and when the ranges would share most blocks (a mesh numbered at random)
-/// also a table of triangle normals (3T floats), so that no normal is computed twice. About
-/// the serial loop's time on one thread, less on two.
+/// (2 ints per block). When the ranges would share most blocks (a mesh numbered at random),
+/// every thread would read every triangle, which costs more memory traffic than it saves: the
+/// calling thread then does the work alone. About the serial loop's time on one thread, less
+/// on two for a mesh numbered along its surface.
 void meshComputeNormals(CompactMesh& mesh);
 
 /// Computes the triangle normals of `mesh`: triangle i gets meshTriNormal of its corners,

@@ -4,9 +4,10 @@
 // of vertices and adds, in ascending triangle order, the normals of the triangles touching its
 // range. A first run records the span of vertex indices of each block of triangles, so that a
 // thread skips the blocks that cannot touch its range. On meshes numbered along the surface
-// each thread then computes about its share of the triangle normals on the spot; where the
-// spans show that the ranges would share most blocks (a mesh numbered at random), the
-// triangle normals are computed once into a table by a run of their own and read from there.
+// each thread then computes about its share of the triangle normals on the spot. Where the
+// spans show that the ranges would share most blocks (a mesh numbered at random), every thread
+// would read every triangle: measured on two cores, that is slower than one thread's pass
+// (memory traffic, not arithmetic, is the cost), so the calling thread does the work alone.
 
 #include <oxGeom/meshNormals.h>
 
@@ -89,41 +90,14 @@ private:
     int* m_spans;
 };
 
-// The float normal of every triangle whose corners are all vertices; the others are never read.
-class TriangleNormalTableAlg : public oxUtil::ThreadedAlg
-{
-public:
-    TriangleNormalTableAlg(const MeshArrays& mesh, float* table) : m_mesh(mesh), m_table(table) {}
-
-    void execute(int threadIndex, int numThreads) override
-    {
-        int begin, end;
-        getSlice(threadIndex, numThreads, m_mesh.numTriangles, begin, end);
-        for (int i = begin; i < end; ++i)
-        {
-            const int* t = m_mesh.triangle(i);
-            if (m_mesh.isVertex(t[0]) && m_mesh.isVertex(t[1]) && m_mesh.isVertex(t[2]))
-                detail::triangleNormal(m_mesh.vertex(t[0]), m_mesh.vertex(t[1]),
-                                       m_mesh.vertex(t[2]),
-                                       m_table + 3 * static_cast<long long>(i));
-        }
-    }
-
-private:
-    const MeshArrays m_mesh;
-    float* m_table;
-};
-
 // Each thread zeroes its range of normals, adds the normals of the triangles touching the
 // range in ascending triangle order, and normalises the range, which is complete by then.
 class MeshComputeNormalsAlg : public oxUtil::ThreadedAlg
 {
 public:
-    // `spans`: the block span table, or null to visit every block. `triangleNormals`: the
-    // table of triangle normals, or null to compute each on the spot.
-    MeshComputeNormalsAlg(const MeshArrays& mesh, const int* spans, const float* triangleNormals,
-                          float* normals)
-        : m_mesh(mesh), m_spans(spans), m_triangleNormals(triangleNormals), m_normals(normals)
+    // `spans`: the block span table, or null to visit every block.
+    MeshComputeNormalsAlg(const MeshArrays& mesh, const int* spans, float* normals)
+        : m_mesh(mesh), m_spans(spans), m_normals(normals)
     {
     }
 
@@ -143,11 +117,9 @@ public:
             const int first = block * blockSize;
             const int last = first + std::min(blockSize, m_mesh.numTriangles - first);
             if (begin == 0 && end == m_mesh.numVertices)
-                m_triangleNormals ? addBlock<true, true>(first, last, begin, end)
-                                  : addBlock<true, false>(first, last, begin, end);
+                addBlock<true>(first, last, begin, end);
             else
-                m_triangleNormals ? addBlock<false, true>(first, last, begin, end)
-                                  : addBlock<false, false>(first, last, begin, end);
+                addBlock<false>(first, last, begin, end);
         }
         for (int v = begin; v < end; ++v)
             detail::normalizeVector(m_normals + 3 * static_cast<long long>(v));
@@ -155,9 +127,8 @@ public:
 
 private:
     // Adds the normals of triangles [first, last) to the corners in [begin, end). Instantiated
-    // without the ownership tests for a thread that owns every vertex, and for triangle normals
-    // read from the table or computed on the spot.
-    template <bool OwnsAll, bool Stored>
+    // without the ownership tests for a thread that owns every vertex.
+    template <bool OwnsAll>
     void addBlock(int first, int last, int begin, int end)
     {
         const unsigned span = static_cast<unsigned>(end - begin);
@@ -173,14 +144,8 @@ private:
             if (!m_mesh.isVertex(t[0]) || !m_mesh.isVertex(t[1]) || !m_mesh.isVertex(t[2]))
                 continue;
             float n[3];
-            if (Stored)
-            {
-                const float* stored = m_triangleNormals + 3 * static_cast<long long>(i);
-                n[0] = stored[0], n[1] = stored[1], n[2] = stored[2];
-            }
-            else
-                detail::triangleNormal(m_mesh.vertex(t[0]), m_mesh.vertex(t[1]),
-                                       m_mesh.vertex(t[2]), n);
+            detail::triangleNormal(m_mesh.vertex(t[0]), m_mesh.vertex(t[1]), m_mesh.vertex(t[2]),
+                                   n);
             if (own0)
                 add(t[0], n);
             if (own1)
@@ -200,12 +165,11 @@ private:
 
     const MeshArrays m_mesh;  // a copy: the hot loops read it from the algorithm object
     const int* m_spans;
-    const float* m_triangleNormals;
     float* m_normals;
 };
 // True when computing triangle normals on the spot would compute most of them twice or more:
 // the vertex ranges of the threads together meet more than 1.5 times as many blocks as there
-// are. A table then costs one pass of writes and reads instead. O(blocks * threads).
+// are. O(blocks * threads).
 bool sharesMostBlocks(const std::vector<int>& spans, int numVertices, int numThreads)
 {
     const long long numBlocks = static_cast<long long>(spans.size() / 2);
@@ -237,24 +201,20 @@ void meshComputeNormals(CompactMesh& mesh)
     const int numThreads = pool.getNumThreads();
     // One thread owns every vertex and visits every block anyway: no tables then.
     std::vector<int> spans;
-    std::vector<float> triangleNormals;
-    if (numThreads > 1)
+    bool alone = numThreads <= 1;
+    if (!alone)
     {
         const int numBlocks = numBlocksOf(numTriangles);
         spans.resize(2 * static_cast<size_t>(numBlocks));
         BlockSpanAlg spanAlg(arrays, numBlocks, spans.data());
         pool.run(spanAlg);
-        if (sharesMostBlocks(spans, numVertices, numThreads))
-        {
-            triangleNormals.resize(3 * static_cast<size_t>(numTriangles));
-            TriangleNormalTableAlg tableAlg(arrays, triangleNormals.data());
-            pool.run(tableAlg);
-        }
+        alone = sharesMostBlocks(spans, numVertices, numThreads);
     }
-    MeshComputeNormalsAlg alg(arrays, spans.empty() ? nullptr : spans.data(),
-                              triangleNormals.empty() ? nullptr : triangleNormals.data(),
-                              mesh.getNormalsRaw());
-    pool.run(alg);
+    MeshComputeNormalsAlg alg(arrays, alone ? nullptr : spans.data(), mesh.getNormalsRaw());
+    if (alone)
+        alg.execute(0, 1);
+    else
+        pool.run(alg);
 
     mesh.setNormalsComputed(true);
     MeshModification modification(&mesh, MeshModification::Normals, nullptr);
