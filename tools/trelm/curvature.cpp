@@ -138,6 +138,11 @@ int runCurvature(const Session& session, const CurvatureOptions& options)
     std::printf("%s curvature over %d vertices", kindName(options.kind), s.finite);
     if (s.nonFinite > 0)
         std::printf(" (%d without a value: no area around them)", s.nonFinite);
+    if (s.finite == 0)
+    {
+        std::printf("\n");
+        return ExitSuccess;
+    }
     std::printf("\n  min %.6g  5%% %.6g  median %.6g  mean %.6g  95%% %.6g  max %.6g\n", s.minimum,
                 s.p05, s.median, s.mean, s.p95, s.maximum);
     return ExitSuccess;
