@@ -24,12 +24,12 @@ ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:ha
     ctest --test-dir build/asan --output-on-failure --parallel "$jobs"
 
 echo "== portable build: the packet ray tracer without SSE"
-bash scripts/build.sh portable -DTRELM_BUILD_EXAMPLES=OFF
+bash scripts/build.sh portable -DTRELM_BUILD_EXAMPLES=OFF -DTRELM_BUILD_TOOLS=OFF -DTRELM_BUILD_PYTHON=OFF
 ctest --test-dir build/portable --output-on-failure --parallel "$jobs" \
     -R '^(QuadRay|OctreeQuadRayIntersectIt|QuadRayTracer|RayTracer)\.'
 
 echo "== ThreadSanitizer build: thread pool and threaded algorithms"
-bash scripts/build.sh tsan -DTRELM_BUILD_EXAMPLES=OFF
+bash scripts/build.sh tsan -DTRELM_BUILD_EXAMPLES=OFF -DTRELM_BUILD_TOOLS=OFF -DTRELM_BUILD_PYTHON=OFF
 # The threaded suites are named after the pool and the threaded families.
 TSAN_OPTIONS=halt_on_error=1 setarch "$(uname -m)" -R \
     ctest --test-dir build/tsan --output-on-failure --parallel "$jobs" \
