@@ -4,6 +4,8 @@
 
 #include "cliCommon.h"
 
+#include <oxGeom/meshVerify.h>
+
 #include "progressBar.h"
 
 #include <meshFiles.h>
@@ -86,6 +88,11 @@ oxGeom::CompactMesh loadMesh(const std::string& path, CommandProgress& progress)
     progress.throwIfInterrupted();
     if (!result.ok)
         throw ToolError(ExitBadInput, result.message);
+    // The readers check what they parse; this pass is the library's own word that every
+    // algorithm the commands run may trust the mesh (indices in range, finite positions).
+    const oxGeom::MeshVerifyReport report = oxGeom::meshVerify(mesh);
+    if (!report.ok())
+        throw ToolError(ExitBadInput, path + ": " + report.describe());
     return mesh;
 }
 
