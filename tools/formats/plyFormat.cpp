@@ -633,7 +633,7 @@ public:
                     skipProperty(element.properties[i], element, row);
                     continue;
                 }
-                if (readTriangleFast(indices, element, row, triangles))
+                if (readTriangleFast(indices, row, triangles))
                     continue;
                 const std::size_t start = offset();
                 const unsigned long long count = listCount(indices, element, row);
@@ -724,8 +724,7 @@ private:
 
     // A triangle stored as a uchar count 3 and three 32-bit indices in host byte order: read
     // without the general list path. False (nothing read) for any other row.
-    bool readTriangleFast(const Property& indices, const Element& element, unsigned long long row,
-                          TriangleSink& triangles)
+    bool readTriangleFast(const Property& indices, unsigned long long row, TriangleSink& triangles)
     {
         if (m_swap || indices.countType != PlyType::UInt8 ||
             (indices.type != PlyType::Int32 && indices.type != PlyType::UInt32) ||
@@ -743,7 +742,6 @@ private:
         }
         std::memcpy(triangles.triangleSlot(offset(), Place::Byte), corners, 12);
         m_position += 13;
-        (void)element;
         return true;
     }
 
