@@ -132,20 +132,33 @@ public:
                                                                m_data.octreeTris());
         int begin, end;
         while (nextChunk(threadIndex, begin, end))
-            for (int k = begin; k < end; ++k)
-                answer(*query, m_order[std::size_t(k)]);
+            answerChunk(*query, begin, end);
     }
 
 private:
-    void answer(oxGeom::MeshClosestPoint& query, int i)
+    // The points of a chunk are scattered over the caller's arrays (the order is spatial), so
+    // they are gathered first and the answers scattered last, each in a tight loop whose memory
+    // accesses overlap, instead of one cache miss after another between the queries.
+    void answerChunk(oxGeom::MeshClosestPoint& query, int begin, int end)
     {
-        oxGeom::MeshCoord coord;
-        const double distance = query.compute(pointAt(m_points, i), &coord);
-        const bool found = coord.valid();
-        m_distances[i] = found ? distance : infinity;
-        m_triangles[i] = coord.triangle;
-        for (int k = 0; k < 3; ++k)
-            m_weights[3 * i + k] = found ? coord.weights[k] : 0.0;
+        const int* order = m_order.data() + begin;
+        const int count = end - begin;
+        oxLinear::Point points[chunkSize];
+        oxGeom::MeshCoord coords[chunkSize];
+        double distances[chunkSize];
+        for (int k = 0; k < count; ++k)
+            points[k] = pointAt(m_points, order[k]);
+        for (int k = 0; k < count; ++k)
+            distances[k] = query.compute(points[k], &coords[k]);
+        for (int k = 0; k < count; ++k)
+        {
+            const int i = order[k];
+            const bool found = coords[k].valid();
+            m_distances[i] = found ? distances[k] : infinity;
+            m_triangles[i] = coords[k].triangle;
+            for (int c = 0; c < 3; ++c)
+                m_weights[3 * i + c] = found ? coords[k].weights[c] : 0.0;
+        }
     }
 
     const MeshData& m_data;
