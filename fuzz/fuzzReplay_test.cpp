@@ -6,11 +6,44 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <new>
 #include <string>
 #include <vector>
+
+// Readers must not allocate from a count they have not checked against the size of the file. The
+// stored inputs are all small, so one allocation above this size means a reader believed a count
+// the file cannot hold; it is refused (the reader sees std::bad_alloc) and reported.
+namespace
+{
+constexpr std::size_t largestAllocation = std::size_t(256) << 20;
+std::atomic<std::size_t> g_refusedAllocation{0};
+}  // namespace
+
+void* operator new(std::size_t size)
+{
+    if (size > largestAllocation)
+    {
+        g_refusedAllocation.store(size);
+        throw std::bad_alloc();
+    }
+    if (void* block = std::malloc(size ? size : 1))
+        return block;
+    throw std::bad_alloc();
+}
+
+void operator delete(void* block) noexcept
+{
+    std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept
+{
+    std::free(block);
+}
 
 namespace
 {
@@ -30,6 +63,18 @@ std::vector<fs::path> storedInputs(trelmfuzz::Target target)
     }
     std::sort(files.begin(), files.end());
     return files;
+}
+
+/// The contract check of one input plus the allocation check above.
+std::string replay(trelmfuzz::Target target, const std::vector<std::uint8_t>& bytes, std::size_t n)
+{
+    g_refusedAllocation.store(0);
+    std::string problem = trelmfuzz::checkInput(target, bytes.data(), n);
+    if (const std::size_t refused = g_refusedAllocation.load())
+        problem += (problem.empty() ? "" : "; ") + std::string("asked for ") +
+                   std::to_string(refused) + " bytes at once while reading " + std::to_string(n) +
+                   " bytes";
+    return problem;
 }
 
 std::vector<std::uint8_t> fileBytes(const fs::path& path)
@@ -55,8 +100,7 @@ TEST_P(FuzzReplay, storedInputsKeepReaderContract)
     for (const fs::path& file : files)
     {
         const std::vector<std::uint8_t> bytes = fileBytes(file);
-        EXPECT_EQ(trelmfuzz::checkInput(GetParam(), bytes.data(), bytes.size()), "")
-            << file.string();
+        EXPECT_EQ(replay(GetParam(), bytes, bytes.size()), "") << file.string();
     }
 }
 
@@ -73,7 +117,7 @@ TEST(FuzzReplay, everyPrefixOfStoredInputsKeepsReaderContract)
             if (bytes.size() > 2048)
                 continue;
             for (std::size_t n = 0; n < bytes.size(); ++n)
-                ASSERT_EQ(trelmfuzz::checkInput(target, bytes.data(), n), "")
+                ASSERT_EQ(replay(target, bytes, n), "")
                     << file.string() << " cut to " << n << " bytes";
         }
     }

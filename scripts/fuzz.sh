@@ -56,7 +56,8 @@ if [ -d "$models" ]; then
 fi
 
 fuzz_one() {  # fuzz_one <target>: runs it, prints its line
-    local t=$1 log=$build/findings/$t.log
+    local t=$1
+    local log=$build/findings/$t.log
     rm -f "$build/findings/$t"/*
     set +e
     "$build/fuzz_$t" -runs=$((runs[$t] * scale)) -seed=1 -max_len=65536 -timeout=10 \
@@ -85,8 +86,15 @@ for ((i = 0; i < ${#targets[@]}; i += 2)); do
     rm -f "$build/findings/line_$i" "$build/findings/line_$((i + 1))"
 done
 
-echo "== stored inputs replayed"
-"$build/trelm_fuzz_replay" --gtest_brief=1 >/dev/null && echo "replay: ok"
+# The stored inputs (fuzz/corpus/, fuzz/regressions/) through the same checks, as the suite runs them.
+replayed=0
+if "$build/trelm_fuzz_replay" --gtest_brief=1 >"$build/findings/replay.log" 2>&1; then
+    echo "replay     stored inputs pass"
+else
+    echo "replay     FAILED: see $build/findings/replay.log"
+    grep -m4 -E 'Which is|runtime error|ERROR' "$build/findings/replay.log" | sed 's/^/  /'
+    replayed=1
+fi
 
 total=$(find "$build"/findings/*/ -type f | wc -l)
-[ "$total" -eq 0 ]
+[ "$total" -eq 0 ] && [ "$replayed" -eq 0 ]
