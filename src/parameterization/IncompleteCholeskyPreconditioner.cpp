@@ -40,6 +40,8 @@ public:
     {
         m_starts.reserve(static_cast<size_t>(m_n) + 1);
         m_starts.push_back(0);
+        m_columns.reserve(static_cast<size_t>(upper.nnz()));
+        m_values.reserve(m_columns.capacity());
         for (int i = 0; i < m_n; ++i)
         {
             for (const SparseElement& e : upper.row(i))
@@ -218,8 +220,11 @@ void packTriangle(const SparseMatrix& factor, ox::vector<int>& starts, ox::vecto
 {
     const int n = factor.size();
     starts.assign(1, 0);
+    starts.reserve(static_cast<size_t>(n) + 1);
     columns.clear();
     values.clear();
+    columns.reserve(static_cast<size_t>(factor.nnz()));
+    values.reserve(static_cast<size_t>(factor.nnz()));
     diagonal.assign(static_cast<size_t>(n), 0.0);
     for (int i = 0; i < n; ++i)
     {

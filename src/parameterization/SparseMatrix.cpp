@@ -197,13 +197,19 @@ void SparseMatrix::getUpperTriangular(SparseMatrix& u) const
     const int rows = std::min(m_size, u.size());
     for (int i = 0; i < rows; ++i)
     {
-        // Indexed, with the length taken first, so that u may be this matrix.
+        // Indexed, with the length taken first, so that u may be this matrix; the target row
+        // grows once.
         const size_t length = m_rows[static_cast<size_t>(i)].size();
+        size_t upperCount = 0;
+        for (const SparseElement& e : m_rows[static_cast<size_t>(i)])
+            upperCount += e.column >= i && e.column < u.size();
+        ox::vector<SparseElement>& target = u.m_rows[static_cast<size_t>(i)];
+        target.reserve(target.size() + upperCount);
         for (size_t k = 0; k < length; ++k)
         {
             const SparseElement e = m_rows[static_cast<size_t>(i)][k];
             if (e.column >= i && e.column < u.size())
-                u.m_rows[static_cast<size_t>(i)].push_back(e);
+                target.push_back(e);
         }
     }
     ++u.m_version;
