@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Fuzzes every mesh reader for a fixed number of runs with libFuzzer under AddressSanitizer and
-# UndefinedBehaviorSanitizer (clang 14), seeded from fuzz/corpus/, fuzz/regressions/ and the real
-# files of Debian's assimp-testmodels, then replays the stored inputs. Prints one line per target.
+# UndefinedBehaviorSanitizer (clang 14), seeded from fuzz/corpus/ and the real files of Debian's
+# assimp-testmodels (plus what earlier runs added in build/fuzz/corpus/), then replays the stored
+# inputs (fuzz/corpus/, fuzz/regressions/). Prints one line per target; a target stops at its
+# first finding (a crash, a sanitizer report, a leak, more than 2 GiB, or a broken contract).
 #   scripts/fuzz.sh [runs-scale]     (runs-scale multiplies every target's run count; default 1)
 # Exit status 1 when any target found something; its input is left in build/fuzz/findings/.
 set -euo pipefail
@@ -32,7 +34,9 @@ seed() {  # seed <target> <files...>
 rm -rf "$build/seeds"
 for t in "${targets[@]}"; do
     mkdir -p "$build/seeds/$t" "$build/corpus/$t" "$build/findings/$t"
-    seed "$t" fuzz/corpus/"$t"/* fuzz/regressions/"$t"/*
+    # Regression inputs are replayed below, not seeded: one that still fails would stop its
+    # target before it fuzzes anything.
+    seed "$t" fuzz/corpus/"$t"/*
 done
 if [ -d "$models" ]; then
     seed obj "$models"/OBJ/*.obj "$models"/invalid/*.obj

@@ -448,8 +448,9 @@ int main(int argc, char** argv)
     stage("flatten disk patch",
           [&]
           {
-              // A disk of about min(T / 50, 50000) triangles from the middle of the first sheet.
-              const double patchTriangles = std::min(50000.0, triangles / 50.0);
+              // A disk of about T / 50 triangles (at least 100, at most 50000) from the middle of
+              // the first sheet.
+              const double patchTriangles = std::min(50000.0, std::max(100.0, triangles / 50.0));
               const double h = 1.0 / quadsPerSide;
               const double radius = std::sqrt(patchTriangles * h * h / 2 / M_PI);
               ox::vector<int> inside;
