@@ -142,14 +142,18 @@ oxGeom::CompactMesh generateSoup(long targetTriangles, int& quadsPerSide)
     mesh.resizeTriangleArray(int(triangles));
     float* v = mesh.getVerticesRaw();
     int* t = mesh.getTrianglesRaw();
-    const float h = 1.0f / n;
+    // The shape is the same at every size; the size scales with n so that a quad is always
+    // 0.01 units wide. Triangles then stay far above the ray-triangle test's absolute
+    // determinant threshold (1e-6, about the square of an edge for a unit direction), which a
+    // unit-sized mesh of 10^7 triangles (edges near 1e-3) falls below: no ray would hit it.
+    const float h = 1.0f / n, size = 0.01f * n;
     int next = 0;
     auto corner = [&](int s, int i, int j)
     {
         const float x = i * h, y = j * h;
-        *v++ = s * sheetPitch + x;
-        *v++ = y;
-        *v++ = height(x, y, s);
+        *v++ = size * (s * sheetPitch + x);
+        *v++ = size * y;
+        *v++ = size * height(x, y, s);
         *t++ = next++;
     };
     for (int s = 0; s < sheetCount; ++s)
@@ -320,6 +324,7 @@ int main(int argc, char** argv)
                      formatCount("vertices", mesh.getNumVertices());
           });
     const long triangles = mesh.getNumTriangles();
+    const double sheetSize = 0.01 * quadsPerSide;  // as generateSoup scales it
 
     stage("weld",
           [&]
@@ -406,8 +411,8 @@ int main(int argc, char** argv)
     stage("closest points", [&] { return closestQueries(mesh, octree, tris, box); });
     stage("occlusion rays", [&] { return occlusionRays(mesh, octree, tris); });
 
-    // Half the mesh (triangles with a centroid below y = 0.5) is deleted and kept aside, then
-    // merged back with exact welding, which must give the welded mesh's counts again.
+    // Half the mesh (triangles with a centroid in the lower half of the sheets) is deleted and kept
+    // aside, then merged back with exact welding, which must give the welded mesh's counts again.
     const int weldedVertices = mesh.getNumVertices();
     const int weldedTriangles = mesh.getNumTriangles();
     oxGeom::CompactMesh lowerHalf;
@@ -416,7 +421,7 @@ int main(int argc, char** argv)
           {
               ox::vector<int> lower;
               for (int t = 0; t < mesh.getNumTriangles(); ++t)
-                  if (centroid(mesh, t)[1] < 0.5)
+                  if (centroid(mesh, t)[1] < 0.5 * sheetSize)
                       lower.push_back(t);
               const oxGeom::MeshSubset subset(0, nullptr, int(lower.size()), lower.data());
               oxGeom::meshExtract(lowerHalf, mesh, subset);
@@ -451,13 +456,13 @@ int main(int argc, char** argv)
               // A disk of about T / 50 triangles (at least 100, at most 50000) from the middle of
               // the first sheet.
               const double patchTriangles = std::min(50000.0, std::max(100.0, triangles / 50.0));
-              const double h = 1.0 / quadsPerSide;
+              const double h = sheetSize / quadsPerSide;
               const double radius = std::sqrt(patchTriangles * h * h / 2 / M_PI);
               ox::vector<int> inside;
               for (int t = 0; t < mesh.getNumTriangles(); ++t)
               {
                   const oxLinear::Point c = centroid(mesh, t);
-                  if (std::hypot(c[0] - 0.5, c[1] - 0.5) < radius)
+                  if (std::hypot(c[0] - 0.5 * sheetSize, c[1] - 0.5 * sheetSize) < radius)
                       inside.push_back(t);
               }
               oxGeom::CompactMesh patch;
