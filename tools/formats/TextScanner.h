@@ -59,9 +59,11 @@ inline const char* parseInteger(const char* first, const char* last, long long& 
     long long magnitude = 0;
     for (; p != last && (*p >= '0' && *p <= '9'); ++p)
     {
-        magnitude = magnitude * 10 + (*p - '0');
-        if (magnitude > limit)
+        const int digit = *p - '0';
+        // Tested before the multiplication, which would otherwise overflow past the limit.
+        if (magnitude > (limit - digit) / 10)
             return nullptr;
+        magnitude = magnitude * 10 + digit;
     }
     value = negative ? -magnitude : magnitude;
     return p;

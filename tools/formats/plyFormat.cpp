@@ -12,6 +12,7 @@
 #include <climits>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -637,9 +638,11 @@ public:
                     continue;
                 const std::size_t start = offset();
                 const unsigned long long count = listCount(indices, element, row);
-                corners.resize(static_cast<std::size_t>(count));
                 const unsigned size = info(indices.type).size;
+                // The bytes are claimed before the corners are sized: a count the file cannot
+                // hold fails here instead of asking for memory.
                 const char* p = take(count * size, element, row);
+                corners.resize(static_cast<std::size_t>(count));
                 for (std::size_t k = 0; k < count; ++k, p += size)
                 {
                     const long long index =
@@ -679,6 +682,16 @@ private:
         if (count < 0)
             failAtByte(m_context.offsetOf(p),
                        "negative list length " + std::to_string(static_cast<long long>(count)));
+        // Every entry takes at least one byte, so a longer list cannot be in the file; the test
+        // also keeps the conversion below defined (NaN and huge floating-point counts).
+        const double bytesLeft = static_cast<double>(m_context.end() - m_position);
+        if (!(count <= bytesLeft))
+        {
+            char shown[64];
+            std::snprintf(shown, sizeof shown, "%.0f", count);
+            failAtByte(m_context.offsetOf(p),
+                       std::string("list length ") + shown + " exceeds the bytes left in the file");
+        }
         return static_cast<unsigned long long>(count);
     }
 
