@@ -14,6 +14,11 @@
 
 #include "../tests/support/diskMeshes.h"
 
+// LSCM's default solver is Eigen's; CGAL offers it only with this defined (the benchmark links
+// Eigen as a peer).
+#ifndef CGAL_EIGEN3_ENABLED
+#define CGAL_EIGEN3_ENABLED
+#endif
 #include <CGAL/Polygon_mesh_processing/measure.h>
 #include <CGAL/Simple_cartesian.h>
 #include <CGAL/Surface_mesh.h>
