@@ -53,6 +53,18 @@ public:
     /// vertices and triangles, so the tables above serve it too).
     const oxGeom::CompactMesh& meshWithNormals() const;
 
+    /// What ray casts run on: the mesh scaled by a power of two (exact in floating point) so
+    /// that its typical edge is about 1, with its own octree and lists; the mesh itself when
+    /// it is at that scale already. See rayScene() in mesh.cpp for why.
+    struct RayScene
+    {
+        const oxGeom::CompactMesh* mesh;
+        const oxGeom::Octree* octree;
+        const oxGeom::OctreeTris* tris;
+        double scale;  ///< scene coordinates = mesh coordinates * scale
+    };
+    const RayScene& rayScene() const;
+
 private:
     oxGeom::CompactMesh m_mesh;
     mutable std::once_flag m_adjTrisOnce, m_adjVerticesOnce, m_spatialOnce, m_normalsOnce;
@@ -61,6 +73,11 @@ private:
     mutable std::unique_ptr<oxGeom::Octree> m_octree;
     mutable oxGeom::OctreeTris m_octreeTris;
     mutable std::unique_ptr<oxGeom::CompactMesh> m_withNormals;
+    mutable std::once_flag m_rayOnce;
+    mutable RayScene m_rayScene{};
+    mutable std::unique_ptr<oxGeom::CompactMesh> m_scaled;
+    mutable std::unique_ptr<oxGeom::Octree> m_scaledOctree;
+    mutable oxGeom::OctreeTris m_scaledTris;
 };
 
 using MeshPtr = std::shared_ptr<const MeshData>;

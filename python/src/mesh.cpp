@@ -13,6 +13,8 @@
 #include <meshFiles.h>
 #endif
 
+#include <algorithm>
+#include <cmath>
 #include <set>
 #include <sstream>
 
@@ -70,6 +72,63 @@ const oxGeom::CompactMesh& MeshData::meshWithNormals() const
                        m_withNormals = std::move(copy);
                    });
     return *m_withNormals;
+}
+
+namespace
+{
+// The power of two that brings the mesh's typical edge, estimated as its box diagonal over the
+// square root of its triangle count, closest to 1, kept small enough that no coordinate grows
+// beyond 1e18.
+double rayScaleOf(const oxGeom::CompactMesh& mesh)
+{
+    oxGeom::BoundingBox box;
+    oxGeom::meshBoundingBox(mesh, box);
+    const double diagonal = box.diagonalLength();
+    if (mesh.getNumTriangles() == 0 || !(diagonal > 0.0) || !std::isfinite(diagonal))
+        return 1.0;
+    const double edge = diagonal / std::sqrt(double(mesh.getNumTriangles()));
+    int exponent = -static_cast<int>(std::lround(std::log2(edge)));
+    double largest = 0.0;
+    for (int k = 0; k < 6; ++k)
+        largest = std::max(largest, std::fabs(double(box[k])));
+    while (exponent > 0 && std::ldexp(largest, exponent) > 1e18)
+        --exponent;
+    return std::ldexp(1.0, std::max(-100, std::min(100, exponent)));
+}
+}  // namespace
+
+// The ray-triangle tests take a ray as parallel to a triangle when |d . ((c - a) x (b - a))| is
+// at most 1e-6, an absolute bound: with unit directions, a mesh whose triangles are smaller
+// than about 1e-3 across (a fine scan measured in metres) would never be hit. Casting into a
+// copy scaled by a power of two, which changes no bit of any ratio, puts every mesh at the
+// scale where the bound means "nearly parallel" and the smallest accepted parameter, 1e-6
+// direction lengths, is far below an edge.
+const MeshData::RayScene& MeshData::rayScene() const
+{
+    std::call_once(
+        m_rayOnce,
+        [this]
+        {
+            const double scale = rayScaleOf(m_mesh);
+            if (scale == 1.0)
+            {
+                m_rayScene = RayScene{&m_mesh, &octree(), &octreeTris(), 1.0};
+                return;
+            }
+            m_scaled = std::make_unique<oxGeom::CompactMesh>(
+                m_mesh.getNumVertices(), m_mesh.getVertices(), nullptr, nullptr, nullptr);
+            m_scaled->copyTriangles(m_mesh.getNumTriangles(), m_mesh.getTrianglesRaw());
+            float* xyz = m_scaled->getVerticesRaw();
+            for (std::size_t i = 0; i < 3 * std::size_t(m_mesh.getNumVertices()); ++i)
+                xyz[i] = static_cast<float>(xyz[i] * scale);
+            oxGeom::BoundingBox box;
+            oxGeom::meshBoundingBox(*m_scaled, box);
+            m_scaledOctree = std::make_unique<oxGeom::Octree>(
+                m_scaled->getNumVertices(), m_scaled->getVerticesRaw(), box, true, 16);
+            oxGeom::computeOctreeTris(*m_scaled, *m_scaledOctree, m_scaledTris);
+            m_rayScene = RayScene{m_scaled.get(), m_scaledOctree.get(), &m_scaledTris, scale};
+        });
+    return m_rayScene;
 }
 
 Mesh wrapMesh(oxGeom::CompactMesh&& mesh)

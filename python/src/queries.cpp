@@ -253,7 +253,7 @@ public:
     RayCastAlg(const MeshData& data, Slots<oxGeom::QuadRayTracer>& tracers, const RayRows& origins,
                const RayRows& directions, int count, bool nearest, RayOutputs out)
         : ThreadedChunkAlg(count, chunkSize),
-          m_data(data),
+          m_scene(data.rayScene()),
           m_tracers(tracers),
           m_origins(origins),
           m_directions(directions),
@@ -272,8 +272,8 @@ public:
     {
         std::unique_ptr<oxGeom::QuadRayTracer>& tracer = m_tracers[std::size_t(threadIndex)];
         if (!tracer)
-            tracer = std::make_unique<oxGeom::QuadRayTracer>(m_data.octree(), m_data.octreeTris(),
-                                                             &m_data.mesh());
+            tracer = std::make_unique<oxGeom::QuadRayTracer>(*m_scene.octree, *m_scene.tris,
+                                                             m_scene.mesh);
         int begin, end;
         while (nextChunk(threadIndex, begin, end))
             for (int i = begin; i < end; i += 4)
@@ -287,10 +287,13 @@ public:
     }
 
 private:
+    // The origin in the scene's coordinates: rounded to float, as the caller's origin would be,
+    // then scaled exactly.
     oxLinear::PointFlt origin(int i) const
     {
         const double* o = m_origins.row(i);
-        return oxLinear::PointFlt(float(o[0]), float(o[1]), float(o[2]));
+        const auto scaled = [&](double x) { return float(double(float(x)) * m_scene.scale); };
+        return oxLinear::PointFlt(scaled(o[0]), scaled(o[1]), scaled(o[2]));
     }
 
     // True when rays i .. i+3 start at one point once rounded to float, as the packet takes it.
@@ -331,7 +334,7 @@ private:
     void write(int i, int triangle, double t, double u, double v)
     {
         const bool hit = triangle >= 0;
-        m_out.t[i] = hit ? t : infinity;
+        m_out.t[i] = hit ? t / m_scene.scale : infinity;
         m_out.triangles[i] = hit ? triangle : -1;
         if (m_out.weights)
         {
@@ -341,7 +344,7 @@ private:
         }
     }
 
-    const MeshData& m_data;
+    const MeshData::RayScene& m_scene;
     Slots<oxGeom::QuadRayTracer>& m_tracers;
     const RayRows& m_origins;
     const RayRows& m_directions;
@@ -354,7 +357,7 @@ class RayCaster
 public:
     explicit RayCaster(const Mesh& mesh) : m_data(mesh.data)
     {
-        withoutGil([&] { m_data->octreeTris(); });
+        withoutGil([&] { m_data->rayScene(); });
     }
 
     py::tuple cast(py::handle originsIn, py::handle directionsIn, bool nearest, bool barycentrics)
@@ -481,7 +484,10 @@ Ray casts into a mesh for batches of rays.
 
 RayCaster(mesh) builds (or reuses) the mesh's octree and per-leaf triangle lists. Rays are
 traced as four-lane SSE packets: four consecutive rays with a common origin (after rounding to
-float32) together, any other ray alone. Thread-safe as ClosestPoint.)doc")
+float32) together, any other ray alone. Rays are cast into a copy of the mesh scaled by a power
+of two (an exact change) that brings its typical edge to about 1, so that the triangle test's
+absolute parallel bound never makes a finely tessellated small mesh unhittable; answers are
+given back in the mesh's own units. Thread-safe as ClosestPoint.)doc")
         .def(py::init<const Mesh&>(), "mesh"_a)
         .def("cast", &RayCaster::cast, "origins"_a, "directions"_a, "nearest"_a = true,
              "barycentrics"_a = false, R"doc(

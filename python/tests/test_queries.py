@@ -113,3 +113,24 @@ def test_inside_classifies_points_of_a_sphere(threads):
     with pytest.raises(ValueError, match="tolerance"):
         trelm.inside(mesh, on, tolerance=-1)
     assert (trelm.inside(trelm.Mesh([], []), [[0, 0, 0]]) == trelm.OUTSIDE).all()
+
+
+def test_ray_casts_do_not_depend_on_the_mesh_scale(bunny_arrays):
+    # The triangle test's parallel bound is absolute: cast naively, a bunny a few millimetres
+    # across (edges of 1e-4) would never be hit by unit-length rays.
+    vertices, triangles = bunny_arrays
+    rng = np.random.default_rng(11)
+    directions = rng.normal(size=(1000, 3))
+    directions /= np.linalg.norm(directions, axis=1, keepdims=True)
+    centre = vertices.mean(0)
+    t, ids = trelm.RayCaster(trelm.Mesh(vertices, triangles)).cast(centre, directions)
+    assert (ids >= 0).mean() > 0.9
+    for scale in [2.0**-12, 2.0**20]:  # exact in floating point: identical answers
+        small_t, small_ids = trelm.RayCaster(trelm.Mesh(vertices * scale, triangles)).cast(
+            centre * scale, directions)
+        np.testing.assert_array_equal(small_ids, ids)
+        np.testing.assert_array_equal(small_t / scale, t)
+    tiny_t, tiny_ids = trelm.RayCaster(trelm.Mesh(vertices * 1e-3, triangles)).cast(
+        centre * 1e-3, directions)
+    assert (tiny_ids == ids).mean() > 0.99
+    np.testing.assert_allclose(tiny_t * 1e3, t, rtol=1e-5)
