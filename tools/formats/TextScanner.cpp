@@ -5,6 +5,8 @@
 #include "TextScanner.h"
 
 #include <charconv>
+#include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <system_error>
@@ -77,10 +79,75 @@ const char* parseReal(const char* first, const char* last, Real& value)
         value = negative ? -Real(0) : Real(0);
     return result.ptr;
 }
+// Powers of ten that doubles hold exactly.
+constexpr double exactPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                       1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                       1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+// The common short decimal ("-1234.5678", "0.25", "1e-3"), correctly rounded without the general
+// algorithm: when the digits make an integer m <= 2^53 it is an exact double, and for
+// |exponent| <= 22 so is 10^|exponent|, so d = m * 10^e or m / 10^-e is the double nearest to the
+// decimal value x. Rounding d to float gives the float nearest to x unless d is exactly halfway
+// between two floats (any other float rounding boundary between x and d would be a double
+// nearer to x than d). That case, results outside the normal float range, and anything unusual
+// return null: the caller then takes the general path, which also decides what is malformed.
+const char* parseShortFloat(const char* p, const char* last, float& value)
+{
+    bool negative = false;
+    if (p != last && (*p == '-' || *p == '+'))
+        negative = *p++ == '-';
+    const char* digitsStart = p;
+    std::uint64_t mantissa = 0;
+    for (; p != last && isDigit(*p); ++p)
+        mantissa = 10 * mantissa + static_cast<unsigned>(*p - '0');
+    int digits = static_cast<int>(p - digitsStart);
+    int exponent = 0;
+    if (p != last && *p == '.')
+    {
+        const char* fraction = ++p;
+        for (; p != last && isDigit(*p); ++p)
+            mantissa = 10 * mantissa + static_cast<unsigned>(*p - '0');
+        exponent = -static_cast<int>(p - fraction);
+        digits -= exponent;
+    }
+    // 19 digits cannot overflow the mantissa; 2^53 keeps it exact as a double.
+    if (digits == 0 || digits > 19 || mantissa > (std::uint64_t(1) << 53))
+        return nullptr;
+    if (p != last && (*p == 'e' || *p == 'E'))
+    {
+        long long written = 0;
+        const char* end = parseInteger(p + 1, last, written);
+        if (!end || end - p > 6)
+            return nullptr;
+        exponent += static_cast<int>(written);
+        p = end;
+    }
+    if (exponent < -22 || exponent > 22)
+        return nullptr;
+    const double power = exactPowersOfTen[exponent < 0 ? -exponent : exponent];
+    const double nearest = exponent < 0 ? static_cast<double>(mantissa) / power
+                                        : static_cast<double>(mantissa) * power;
+    // Zero, or a normal float: 29 of the double's 52 fraction bits lie beyond the float's 23,
+    // and d is halfway between two floats exactly when they read 1000...0.
+    if (nearest != 0.0 && (nearest < 0x1p-126 || nearest >= 0x1p+128))
+        return nullptr;
+    std::uint64_t bits;
+    std::memcpy(&bits, &nearest, sizeof bits);
+    constexpr std::uint64_t beyondFloat = (std::uint64_t(1) << 29) - 1;
+    if ((bits & beyondFloat) == (std::uint64_t(1) << 28))
+        return nullptr;
+    const float rounded = static_cast<float>(nearest);
+    if (std::isinf(rounded))
+        return nullptr;
+    value = negative ? -rounded : rounded;
+    return p;
+}
 }  // namespace
 
 const char* parseFloat(const char* first, const char* last, float& value)
 {
+    if (const char* end = parseShortFloat(first, last, value))
+        return end;
     return parseReal(first, last, value);
 }
 

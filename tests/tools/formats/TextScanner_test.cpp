@@ -9,9 +9,12 @@
 #include <gtest/gtest.h>
 
 #include <cfloat>
+#include <charconv>
 #include <cmath>
 #include <cstring>
+#include <random>
 #include <string>
+#include <vector>
 
 using namespace trelm::files::detail;
 
@@ -68,6 +71,38 @@ TEST(TextScanner, floatsAreCorrectlyRoundedWithSignsAndRangeLimits)
     const std::string third = "0.333333333333333314829616256247";
     parseDouble(third.data(), third.data() + third.size(), wide);
     EXPECT_EQ(wide, 1.0 / 3.0);
+}
+
+TEST(TextScanner, shortDecimalsRoundExactlyAsTheGeneralParserRoundsThem)
+{
+    // Halfway between the floats 2^24 and 2^24 + 2: ties to even; just above: up.
+    EXPECT_EQ(floatOf("16777217"), 16777216.0f);
+    EXPECT_EQ(floatOf("16777217.0000001"), 16777218.0f);
+    EXPECT_EQ(floatOf("-16777219e0"), -16777220.0f);
+    // Decimals of 15 digits whose nearest double is exactly halfway between two floats, while
+    // they are not: rounding that double again would pick the wrong float for some of them.
+    std::vector<std::string> texts = {"1.90711909532547", "11.6304030418396", "35.4565372467041"};
+    std::mt19937 random(3);
+    for (int k = 0; k < 200000; ++k)
+    {
+        std::string text = random() % 4 == 0 ? "-" : "";
+        const int digits = 1 + static_cast<int>(random() % 17);
+        const int point = static_cast<int>(random() % (digits + 1));
+        for (int d = 0; d < digits; ++d)
+            text += (d == point ? "." : "") + std::to_string(random() % 10);
+        if (random() % 2)
+            text += "e" + std::to_string(static_cast<int>(random() % 61) - 30);
+        texts.push_back(text);
+    }
+    for (const std::string& text : texts)
+    {
+        float expected = 0.0f;
+        const auto result = std::from_chars(text.data(), text.data() + text.size(), expected);
+        if (result.ec != std::errc())
+            continue;
+        const float actual = floatOf(text);
+        ASSERT_EQ(std::memcmp(&actual, &expected, 4), 0) << text;
+    }
 }
 
 TEST(TextScanner, malformedNumbersAreRefusedWithTheOffendingText)
