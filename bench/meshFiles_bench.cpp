@@ -201,12 +201,12 @@ BENCHMARK(BM_readMesh)
     ->DenseRange(0, 2)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond)
-    ->Iterations(3);
+    ->Iterations(5);
 BENCHMARK(BM_writeMesh)
     ->DenseRange(0, 2)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond)
-    ->Iterations(3);
+    ->Iterations(5);
 
 BENCHMARK_MAIN();
 
