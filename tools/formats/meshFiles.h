@@ -22,7 +22,8 @@
 // - Polygons of n >= 3 corners become n - 2 triangles fanned from the first corner:
 //   (c0, c1, c2), (c0, c2, c3) ... Faces of fewer than 3 corners are rejected; triangles whose
 //   corners repeat an index are kept as they are.
-// - Indices must name a vertex of the file; counts must fit in an int.
+// - Indices must name a vertex of the file. A mesh holds at most 536870911 vertices (so that
+//   every channel's float count fits in an int) and 715827882 triangles.
 // - A file of zero bytes is rejected in every format ("empty file"); a file that declares no
 //   vertices and no faces is the empty mesh. The text formats reject zero bytes in the text
 //   (binary or UTF-16 data); OBJ and OFF skip a UTF-8 byte order mark at the start.

@@ -8,6 +8,8 @@
 
 #include <oxGeom/CompactMesh.h>
 
+#include <climits>
+
 namespace trelm::files::detail
 {
 void readObj(ReadContext& context, oxGeom::CompactMesh& mesh);
@@ -26,6 +28,12 @@ void writeOff(OutputFile& file, const oxGeom::CompactMesh& mesh);
 /// themselves; these read and write by path.
 void readText(const std::string& path, const ReadOptions& options, oxGeom::CompactMesh& mesh);
 void writeText(OutputFile& file, const oxGeom::CompactMesh& mesh);
+
+/// The most vertices a reader accepts: every per-vertex channel (up to 4 floats per vertex) then
+/// keeps its float count within the int range of the mesh's arrays.
+constexpr long long maxVertices = INT_MAX / 4;
+/// The most triangles a reader accepts: their flat index array keeps its length within int.
+constexpr long long maxTriangles = INT_MAX / 3;
 
 /// How often the writers report progress and check for cancellation, in elements.
 constexpr int writePollInterval = 1 << 16;

@@ -178,7 +178,7 @@ private:
                        "a vertex has 3 coordinates (4 with a weight, 6 with a colour), "
                        "not " +
                            std::to_string(count));
-        if (numVertices() == maxElements)
+        if (static_cast<long long>(numVertices()) == maxVertices)
             failAtLine(start, "more vertices than a mesh can hold");
         for (int k = 0; k < 3; ++k)
             if (!acceptsCoordinate(m_context, values[k]))
@@ -316,7 +316,7 @@ private:
         if (m_face.size() < 3)
             failAtLine(start,
                        "a face needs at least 3 corners, found " + std::to_string(m_face.size()));
-        if (static_cast<long long>(m_triangles.size() / 3 + m_face.size() - 2) > maxElements)
+        if (static_cast<long long>(m_triangles.size() / 3 + m_face.size() - 2) > maxTriangles)
             failAtLine(start, "more triangles than a mesh can hold");
         for (const Corner& corner : m_face)
         {

@@ -103,9 +103,9 @@ private:
     void readCounts()
     {
         nextContentLine();
-        m_numVertices = static_cast<int>(m_in.readInteger("the vertex count", 0, INT_MAX));
+        m_numVertices = static_cast<int>(m_in.readInteger("the vertex count", 0, maxVertices));
         m_in.skipBlanks();
-        m_numFaces = static_cast<int>(m_in.readInteger("the face count", 0, INT_MAX));
+        m_numFaces = static_cast<int>(m_in.readInteger("the face count", 0, maxTriangles));
         m_in.skipBlanks();
         if (!atLineContentEnd())
             m_in.readInteger("the edge count", 0, LLONG_MAX >> 1);
@@ -186,7 +186,8 @@ private:
         if (corners > static_cast<long long>(m_in.end() - m_in.position()))
             failAtLine(start, "face " + std::to_string(f) + " of " + std::to_string(corners) +
                                   " corners is longer than the rest of the file");
-        if (triangles.size() / 3 + static_cast<std::size_t>(corners - 2) > INT_MAX)
+        if (triangles.size() / 3 + static_cast<std::size_t>(corners - 2) >
+            static_cast<std::size_t>(maxTriangles))
             failAtLine(start, "more triangles than a mesh can hold");
         m_face.resize(static_cast<std::size_t>(corners));
         for (int& corner : m_face)

@@ -383,6 +383,9 @@ public:
         : m_element(element), m_slots(element.properties.size())
     {
         const int x = requireProperty("x"), y = requireProperty("y"), z = requireProperty("z");
+        // Sized only now: with x, y and z present the count was checked against the file's
+        // bytes (an element without properties takes none, whatever its count).
+        mesh.resizeVertexArray(static_cast<int>(element.count));
         float* positions = mesh.getVerticesRaw();
         for (int k = 0; k < 3; ++k)
         {
@@ -556,9 +559,10 @@ private:
     {
         if (m_used + triangles > m_capacity)
         {
-            if (m_used + triangles > static_cast<std::size_t>(INT_MAX))
+            constexpr std::size_t limit = static_cast<std::size_t>(maxTriangles);
+            if (m_used + triangles > limit)
                 fail(place, offset, "more triangles than a mesh can hold");
-            reserve(std::min<std::size_t>(std::max(m_used + triangles, 2 * m_capacity), INT_MAX));
+            reserve(std::min(std::max(m_used + triangles, 2 * m_capacity), limit));
         }
         int* slot = m_triangles + 3 * m_used;
         m_used += triangles;
@@ -1182,13 +1186,12 @@ void readPly(ReadContext& context, oxGeom::CompactMesh& mesh)
     const Element* faces = findElement(header, "face");
     if (!vertices)
         failAtLine(0, "the header declares no vertex element");
-    if (vertices->count > static_cast<unsigned long long>(INT_MAX))
+    if (vertices->count > static_cast<unsigned long long>(maxVertices))
         failAtLine(vertices->offset, "more vertices than a mesh can hold");
-    if (faces && faces->count > static_cast<unsigned long long>(INT_MAX))
+    if (faces && faces->count > static_cast<unsigned long long>(maxTriangles))
         failAtLine(faces->offset, "more faces than a mesh can hold");
     if (faces)
         findIndexList(*faces);
-    mesh.resizeVertexArray(static_cast<int>(vertices->count));
     const VertexPlan plan(*vertices, mesh);
     if (header.body == Body::Ascii)
     {

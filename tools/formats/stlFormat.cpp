@@ -23,8 +23,8 @@ namespace
 {
 constexpr std::size_t binaryHeaderSize = 84;
 constexpr std::size_t binaryTriangleSize = 50;
-// Three corners per triangle must fit in the mesh's int vertex count.
-constexpr unsigned long long maxTriangles = INT_MAX / 3;
+// Every triangle brings three corners of its own, which are vertices until the weld.
+constexpr unsigned long long maxStlTriangles = maxVertices / 3;
 
 bool hostIsLittleEndian()
 {
@@ -166,7 +166,7 @@ private:
             number();
         expect("outer");
         expect("loop");
-        if (m_corners.size() / 9 >= maxTriangles)
+        if (m_corners.size() / 9 >= maxStlTriangles)
             m_in.fail("more triangles than a mesh can hold");
         for (int corner = 0; corner < 3; ++corner)
         {
@@ -238,7 +238,7 @@ void readStl(ReadContext& context, oxGeom::CompactMesh& mesh)
         size >= binaryHeaderSize && binaryHeaderSize + binaryTriangleSize * declared == size;
     if (binarySize)
     {
-        if (declared > maxTriangles)
+        if (declared > maxStlTriangles)
             failAtByte(80, "more triangles than a mesh can hold");
         readBinary(context, static_cast<std::size_t>(declared), corners);
     }

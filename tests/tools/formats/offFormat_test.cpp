@@ -53,7 +53,7 @@ TEST(offFormat, malformedFilesNameTheLineAndTheProblem)
     EXPECT_EQ(failureOf(dir, "PLY\n", MeshFormat::Off),
               "line 1: not an OFF file (it starts with \"PLY\")");
     EXPECT_EQ(failureOf(dir, "OFF\n3 -1 0\n", MeshFormat::Off),
-              "line 2: the face count -1 out of range [0, 2147483647]");
+              "line 2: the face count -1 out of range [0, 715827882]");
     EXPECT_EQ(failureOf(dir, "OFF\n300 1 0\n0 0 0\n", MeshFormat::Off),
               "line 2: 300 vertices and 1 faces need more bytes than the file has");
     EXPECT_EQ(failureOf(dir, "OFF\n3 1 0\n0 0 0\n1 0 0 7\n0 1 0\n3 0 1 2\n", MeshFormat::Off),

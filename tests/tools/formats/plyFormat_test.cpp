@@ -177,6 +177,11 @@ TEST(plyFormat, malformedFilesNameTheLineOrByte)
               "line 4: a list count must have an integer type, not \"float\"");
     EXPECT_EQ(failureOf(dir, header("element vertex 0\nproperty float32x x\n"), MeshFormat::Ply),
               "line 4: unknown property type \"float32x\"");
+    // A vertex element without properties takes no bytes whatever its count: no array may be
+    // sized from that count before the coordinates are found.
+    EXPECT_EQ(
+        failureOf(dir, header("element vertex 500000000\n", "binary_big_endian"), MeshFormat::Ply),
+        "line 3: the vertex element has no property x");
     EXPECT_EQ(
         failureOf(dir, header("element vertex 0\n" + xyz + "element vertex 0\n"), MeshFormat::Ply),
         "line 7: a second vertex element");
