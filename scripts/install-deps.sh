@@ -10,9 +10,12 @@ packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev)
 packages+=(libcli11-dev libtinyobjloader-dev libpng-dev assimp-testmodels)
 # Python module: bindings, headers, NumPy arrays and the test runner, for /usr/bin/python3.
 packages+=(pybind11-dev python3-dev python3-numpy python3-pytest)
+# Fuzzing the file readers: clang with libFuzzer and its sanitizer runtimes.
+packages+=(clang-14 libclang-rt-14-dev)
 if [ "${1:-}" = "--bench" ]; then
     packages+=(libopenmesh-dev libembree-dev libcgal-dev libeigen3-dev libmeshoptimizer-dev)
     packages+=(libassimp-dev)  # trelm tool: the file readers' peer
+    packages+=(python3-open3d)  # Python module: the closest-point peer
 fi
 missing=()
 for package in "${packages[@]}"; do
