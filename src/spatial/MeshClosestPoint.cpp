@@ -103,10 +103,18 @@ private:
 class NearFirstWalk
 {
 public:
-    void reset(const Octree& octree, const std::uint8_t* occupied, const oxLinear::Point& point)
+    // `leafRecords` (optional) holds one record of `recordSize` bytes per leaf, and
+    // `leafOffsets` one int per leaf: a leaf's record and offset are asked for from memory as
+    // soon as the leaf is pushed, so that they arrive while the walk goes on.
+    void reset(const Octree& octree, const std::uint8_t* occupied, const oxLinear::Point& point,
+               const void* leafRecords = nullptr, std::size_t recordSize = 0,
+               const int* leafOffsets = nullptr)
     {
         m_nodes = octree.getNodes().data();
         m_occupied = occupied;
+        m_leafRecords = static_cast<const char*>(leafRecords);
+        m_recordSize = recordSize;
+        m_leafOffsets = leafOffsets;
         m_point = oxLinear::PointFlt(point);
         m_stack.clear();
         m_stack.reserve(8 * static_cast<std::size_t>(octree.getMaxDepth() + 1));
@@ -200,10 +208,29 @@ private:
             child.box[axis + 3] = upper ? parent.box[axis + 3] : split[axis];
         }
         m_stack.push_back(child);
+        const int value = m_nodes[child.node];
+        if (value < 0 && m_leafRecords && m_leafOffsets)
+        {
+            const std::size_t leaf = static_cast<std::size_t>(-1 - value);
+            prefetch(m_leafRecords + leaf * m_recordSize);
+            prefetch(m_leafOffsets + leaf);
+        }
+    }
+
+    static void prefetch(const void* address)
+    {
+#if defined(__GNUC__) || defined(__clang__)
+        __builtin_prefetch(address);
+#else
+        (void)address;
+#endif
     }
 
     const int* m_nodes = nullptr;
     const std::uint8_t* m_occupied = nullptr;
+    const char* m_leafRecords = nullptr;
+    std::size_t m_recordSize = 0;
+    const int* m_leafOffsets = nullptr;
     oxLinear::PointFlt m_point;
     std::vector<Entry> m_stack;
 };
@@ -289,6 +316,8 @@ public:
             build(tris, leaf, vertices, triangles, numTriangles, frame);
         return frame;
     }
+
+    const Frame* frames() const { return m_frames.data(); }
 
     const std::uint8_t* bytes(const OctreeTris& tris, int leaf) const
     {
@@ -764,7 +793,8 @@ double MeshClosestPoint::compute(const oxLinear::Point& p, MeshCoord* out)
                   out,
                   context.bounds};
     NearFirstWalk& walk = context.walk;
-    walk.reset(m_octree, context.occupied.flags(), p);
+    walk.reset(m_octree, context.occupied.flags(), p, context.boxes.frames(),
+               sizeof(ListingBoxes::Frame), m_tris.getData().getOffsets());
     int leaf = -1;
     while (walk.next(search.best2, leaf))
     {
