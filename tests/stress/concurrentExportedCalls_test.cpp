@@ -15,16 +15,15 @@
 #include <oxUtil/Progress.h>
 
 #include "support/debugCapture.h"
+#include "support/hostThreads.h"
 #include "support/meshes.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <random>
-#include <thread>
 #include <vector>
 
 namespace
@@ -98,24 +97,6 @@ std::vector<std::uint8_t> exportedResults(const oxGeom::CompactMesh& input)
     }
     return out;
 }
-
-template <class Work>
-void runTogether(int threads, Work work)
-{
-    std::atomic<int> ready{0};
-    std::vector<std::thread> pool;
-    for (int t = 0; t < threads; ++t)
-        pool.emplace_back(
-            [&, t]
-            {
-                ready.fetch_add(1);
-                while (ready.load() < threads)
-                    std::this_thread::yield();
-                work(t);
-            });
-    for (std::thread& thread : pool)
-        thread.join();
-}
 }  // namespace
 
 TEST(StressConcurrentCalls, exportedCallsFromHostThreadsMatchSerialRun)
@@ -138,7 +119,7 @@ TEST(StressConcurrentCalls, exportedCallsFromHostThreadsMatchSerialRun)
     for (int threads : {2, 4, 8})
     {
         std::vector<int> mismatches(size_t(threads), 0);
-        runTogether(threads,
+        testsupport::runTogether(threads,
                     [&](int t)
                     {
                         for (int round = 0; round < roundsPerThread; ++round)
@@ -166,7 +147,7 @@ TEST(StressConcurrentCalls, weldOfSharedInputCopiesIsIndependent)
 
     constexpr int threads = 4;
     std::vector<oxGeom::CompactMesh> results(static_cast<size_t>(threads));
-    runTogether(threads,
+    testsupport::runTogether(threads,
                 [&](int t)
                 {
                     oxGeom::CompactMesh copy = shared;

@@ -9,17 +9,16 @@
 #include <oxGeom/RayTracer.h>
 #include <oxGeom/meshClosestPoint.h>
 
+#include "support/hostThreads.h"
 #include "support/meshes.h"
 #include "support/rayQueryScene.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <random>
-#include <thread>
 #include <vector>
 
 namespace
@@ -223,25 +222,6 @@ void expectSameAsSerial(const QueryRun& serial, const QueryRun& run, int threads
     EXPECT_EQ(serial.allLeaves, run.allLeaves) << threads << " threads, thread " << thread;
 }
 
-/// Runs `work(t)` on `threads` host threads released together.
-template <class Work>
-void runTogether(int threads, Work work)
-{
-    std::atomic<int> ready{0};
-    std::vector<std::thread> pool;
-    for (int t = 0; t < threads; ++t)
-        pool.emplace_back(
-            [&, t]
-            {
-                ready.fetch_add(1);
-                while (ready.load() < threads)
-                    std::this_thread::yield();
-                work(t);
-            });
-    for (std::thread& thread : pool)
-        thread.join();
-}
-
 /// A query object whose visit stamp starts a few steps before it wraps.
 template <class Query>
 class NearWrap : public Query
@@ -294,7 +274,7 @@ TEST(StressSharedOctree, queryObjectsPerThreadMatchSerialRun)
     for (int threads : {2, 4, 8})
     {
         std::vector<QueryRun> runs(static_cast<size_t>(threads));
-        runTogether(
+        testsupport::runTogether(
             threads, [&](int t)
             { runs[size_t(t)] = runAll(scene, inputs, queryOrder(t + 1, queriesPerKind)); });
         for (int t = 0; t < threads; ++t)
@@ -311,7 +291,7 @@ TEST(StressSharedOctree, visitStampsWrappingInEveryThreadKeepResults)
     const QueryRun serial = runAll(scene, inputs, queryOrder(0, queriesPerKind));
     constexpr int threads = 4;
     std::vector<QueryRun> runs(static_cast<size_t>(threads));
-    runTogether(
+    testsupport::runTogether(
         threads,
         [&](int t)
         {
