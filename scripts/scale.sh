@@ -7,16 +7,17 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 triangles=${1:-1000000}
-# A release build with the tools (scripts/build.sh release) already holds the program; otherwise
-# it is built as a project of its own.
-if grep -qs '^CMAKE_BUILD_TYPE:STRING=Release$' build/release/CMakeCache.txt &&
-    grep -qs '^TRELM_BUILD_TOOLS:BOOL=ON$' build/release/CMakeCache.txt; then
-    cmake --build build/release --target trelm_scale -j "$(nproc)" >/dev/null
-    program=build/release/tools/scale/trelm_scale
+# A release build (scripts/build.sh release) is reused; otherwise build/scale is configured
+# with the library alone.
+if grep -qs '^CMAKE_BUILD_TYPE:STRING=Release$' build/release/CMakeCache.txt; then
+    build=build/release
 else
-    cmake -S tools/scale -B build/scale -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
-    cmake --build build/scale --target trelm_scale -j "$(nproc)" >/dev/null
-    program=build/scale/trelm_scale
+    build=build/scale
+    cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DTRELM_BUILD_TESTS=OFF \
+        -DTRELM_BUILD_EXAMPLES=OFF -DTRELM_BUILD_TOOLS=OFF -DTRELM_BUILD_PYTHON=OFF \
+        -DTRELM_BUILD_BENCH=OFF >/dev/null
 fi
+cmake --build "$build" --target trelm_scale -j "$(nproc)" >/dev/null
+program=$build/tools/scale/trelm_scale
 # The library's shared objects are found through the build tree's RPATH.
 "$program" "$triangles"
