@@ -202,6 +202,7 @@ public:
 private:
     void packMatrix();
     double multiplyA(const NVector& v, NVector& out);
+    double multiplyStored(const NVector& v, NVector& out) const;
     double residual();
     double stepAndResidualNorm(double alpha);
     double preconditionAndDot(NVector& z) const;
@@ -221,7 +222,8 @@ private:
         IncompleteCholesky
     } m_kind = PreconditionerKind::None;
 
-    // A packed into flat arrays for the steps, and the version of A it was packed from.
+    // A packed into flat arrays for the steps (entries stored as exactly 0.0 left out), and the
+    // version of A it was packed from.
     ox::vector<int> m_starts;
     ox::vector<int> m_columns;
     ox::vector<double> m_values;

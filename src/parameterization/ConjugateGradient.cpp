@@ -7,6 +7,14 @@
 // allocations. Loops that end in a dot product run from the last index down, fusing the
 // product into the update that produces its operand: the sums come out in exactly the order
 // of NVector::dot, so every result equals that of the plain sequence of vector operations.
+//
+// The packed copy leaves out entries stored as exactly 0.0 (assembly that adds opposite
+// contributions leaves many: about half of the entries of a flattening system). A row sum
+// starts at +0.0 and adding a zero product to it changes nothing, so for a finite operand the
+// products are bit for bit those over every stored entry. Only an infinite or NaN operand
+// element would differ (0 * inf is NaN); such an operand is detected after the product (its
+// fused dot product is not finite) or before it (the residual scans x), and then the product
+// is taken over the row lists with every stored entry.
 
 #include <oxGeom/ConjugateGradient.h>
 
@@ -30,6 +38,14 @@ void copyResized(const NVector& source, int n, NVector& target)
     for (int i = 0; i < n && i < source.size(); ++i)
         resized[i] = source[i];
     target = resized;
+}
+
+bool allFinite(const NVector& v)
+{
+    for (int i = 0; i < v.size(); ++i)
+        if (!std::isfinite(v[i]))
+            return false;
+    return true;
 }
 
 void resize(NVector& v, int n)
@@ -100,29 +116,35 @@ void ConjugateGradient::packMatrix()
     for (int i = 0; i < n; ++i)
     {
         for (const SparseElement& e : m_A.row(i))
-        {
-            m_columns.push_back(e.column);
-            m_values.push_back(e.value);
-        }
+            if (e.value != 0.0)
+            {
+                m_columns.push_back(e.column);
+                m_values.push_back(e.value);
+            }
         m_starts.push_back(static_cast<int>(m_columns.size()));
     }
     m_packedVersion = m_A.m_version;
+}
+
+// out = A v over every stored entry of the row lists, checking every size; returns v . out.
+double ConjugateGradient::multiplyStored(const NVector& v, NVector& out) const
+{
+    const int n = v.size();
+    NVector product(n);
+    for (int i = 0; i < n && i < m_A.size(); ++i)
+        for (const SparseElement& e : m_A.row(i))
+            product[i] += e.value * v[e.column];
+    copyResized(product, out.size(), out);
+    return v.dot(out);
 }
 
 // out = A v, and returns v . out summed from the last index down.
 double ConjugateGradient::multiplyA(const NVector& v, NVector& out)
 {
     const int n = v.size();
+    // A resized after initialize takes the general product too.
     if (m_A.size() != n || out.size() != n)
-    {
-        // A was resized after initialize: the general product, which checks every size.
-        NVector product(n);
-        for (int i = 0; i < n && i < m_A.size(); ++i)
-            for (const SparseElement& e : m_A.row(i))
-                product[i] += e.value * v[e.column];
-        copyResized(product, out.size(), out);
-        return v.dot(out);
-    }
+        return multiplyStored(v, out);
     packMatrix();
     const int* starts = m_starts.data();
     const int* columns = m_columns.data();
@@ -138,17 +160,18 @@ double ConjugateGradient::multiplyA(const NVector& v, NVector& out)
         y[i] = sum;
         dot += x[i] * sum;
     }
-    return dot;
+    // Every term x[i] * sum is finite exactly when x[i] is (sum is finite then, too).
+    return std::isfinite(dot) ? dot : multiplyStored(v, out);
 }
 
 // r = b - A x, and returns r . r summed from the last index down.
 double ConjugateGradient::residual()
 {
     const int n = m_x.size();
-    if (m_A.size() != n || m_b.size() != n || m_r.size() != n)
+    if (m_A.size() != n || m_b.size() != n || m_r.size() != n || !allFinite(m_x))
     {
         NVector product(n);
-        multiplyA(m_x, product);
+        multiplyStored(m_x, product);
         for (int i = 0; i < m_r.size(); ++i)
             m_r[i] = m_b[i] - product[i];
         return m_r.dot(m_r);
