@@ -21,6 +21,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #if !defined(TRELM_PORTABLE_SIMD) && \
     (defined(__SSE__) || defined(_M_X64) || (defined(_M_IX86_FP) && _M_IX86_FP >= 1))
@@ -227,7 +228,8 @@ private:
 /// whose box no live lane of a packet meets is passed over without touching its triangles:
 /// leaves hold a few dozen triangles, and a packet usually reaches only a few of them. The
 /// outcome is the same as testing every listed triangle, since the box test never drops a box
-/// a lane meets within its range. Memory: 24 bytes per run and 4 bytes per leaf, besides the
+/// a lane meets within its range. Subtrees of the octree without listed triangles are never
+/// entered. Memory: 24 bytes per run, 4 bytes per leaf and 1 byte per octree node, besides the
 /// marks.
 ///
 /// Inputs (constructor): `octree`, built over `mesh`'s vertices with tiling (its leaves must
@@ -237,7 +239,8 @@ private:
 /// it on; on reaching 4294967295 all marks are zeroed and the stamp restarts at 1.
 ///
 /// Not copyable. Thread safety: a tracer serves one thread; threads build one each over the
-/// same octree, lists and mesh. Cost: construction O(T) (the zeroed marks).
+/// same octree, lists and mesh. Cost: construction O(T + nodes) (the zeroed marks and the
+/// occupied-node flags).
 class QuadRayTracer : public OctreeQuadRayIntersectIt
 {
 public:
@@ -283,5 +286,6 @@ private:
     std::uint32_t m_stamp = 1;
     std::unique_ptr<int[]> m_firstRun;    // per leaf its first run r, or -1 - r before its boxes
     std::unique_ptr<float[]> m_runBoxes;  // six floats per run, written on a leaf's first visit
+    std::vector<std::uint8_t> m_occupied;  // per octree node: has it a listed triangle below it
 };
 }  // namespace oxGeom

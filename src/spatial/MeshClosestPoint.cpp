@@ -8,6 +8,8 @@
 
 #include <oxGeom/meshClosestPoint.h>
 
+#include "occupiedNodes.h"
+
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
@@ -49,13 +51,10 @@ float boxDistance2(const float* box, const oxLinear::PointFlt& point)
     return sum > FLT_MAX ? FLT_MAX : static_cast<float>(sum);
 }
 
-// Which octree nodes have a listed triangle somewhere below them (one byte per node of the
-// octree's node array). The walk never enters the others: in a tiled octree most cells away
-// from the surface are empty, and a query far from the surface would otherwise open them all.
+// The occupied-node flags of one octree and list set, rebuilt when either changes.
 class OccupiedNodes
 {
 public:
-    // Rebuilds the flags when `octree` or `tris` is not what they were built for.
     void follow(const Octree& octree, const OctreeTris& tris)
     {
         const std::vector<int>& nodes = octree.getNodes();
@@ -65,30 +64,12 @@ public:
         m_nodes = nodes.data();
         m_listings = tris.getData().getData();
         m_numLeaves = tris.getNumLeaves();
-        m_flags.assign(nodes.size(), 0);
-        const OctreeIterator root = octree.getRoot();
-        if (root.valid())
-            mark(root.getNodeIndex(), tris);
+        detail::markOccupiedNodes(octree, tris, m_flags);
     }
 
     const std::uint8_t* flags() const { return m_flags.data(); }
 
 private:
-    // Recursion depth is the octree's depth, at most Octree::maxDepthLimit.
-    bool mark(int node, const OctreeTris& tris)
-    {
-        const int value = m_nodes[node];
-        bool occupied = false;
-        if (value < 0)
-            occupied = tris.numTris(-1 - value) > 0;
-        else
-            for (int slot = 0; slot < 8; ++slot)
-                if (m_nodes[value + slot] != Octree::absentNode && mark(value + slot, tris))
-                    occupied = true;
-        m_flags[static_cast<std::size_t>(node)] = occupied ? 1 : 0;
-        return occupied;
-    }
-
     const int* m_nodes = nullptr;
     const int* m_listings = nullptr;
     int m_numLeaves = -1;

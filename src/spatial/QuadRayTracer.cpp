@@ -7,6 +7,7 @@
 
 #include "QuadLanes.h"
 #include "QuadRayWalk.h"
+#include "occupiedNodes.h"
 
 #include <algorithm>
 #include <functional>
@@ -31,6 +32,10 @@ QuadRayTracer::QuadRayTracer(const Octree& octree, const OctreeTris& tris, const
         m_numVertices = mesh->getNumVertices();
     }
     m_marks.reset(new std::uint32_t[static_cast<std::size_t>(m_numTriangles)]());
+    // The walk skips subtrees without listed triangles: a tiled octree fills the space around
+    // a surface with empty cells, and rays that cross it (into a closed surface, over a terrain)
+    // would otherwise visit them all.
+    detail::markOccupiedNodes(octree, tris, m_occupied);
     const int leaves = tris.getNumLeaves();
     // Per leaf the index r of its first run, stored as -1 - r until the leaf's boxes are
     // written: one array, so a leaf costs one look-up before its boxes.
@@ -61,7 +66,7 @@ void QuadRayTracer::intersect(QuadRay& packet)
     std::uint32_t* marks = m_marks.get();
     // The walk runs inline here (QuadRayWalk.h); reset(packet, false) in effect.
     State& walk = walkState();
-    walk.start(packet);
+    walk.start(packet, m_occupied.data());
     bool finished = QuadRayKernels::allTerminated(packet);
     for (; walk.valid() && !finished; walk.next())
     {

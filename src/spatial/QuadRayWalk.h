@@ -7,7 +7,9 @@
 
 #include "QuadLanes.h"
 
+#include <cstdint>
 #include <memory>
+#include <vector>
 
 namespace oxGeom
 {
@@ -68,6 +70,7 @@ struct OctreeQuadRayIntersectIt::State
             if (top.node.isLeaf())
                 return;
             const OctreeIterator parent = top.node;
+            const int firstChild = nodes[static_cast<std::size_t>(parent.getNodeIndex())];
             --size;
             const std::uint32_t version = packet->version();
             const int met = QuadRayKernels::childrenMet(*packet, parent.getBox().data());
@@ -81,6 +84,8 @@ struct OctreeQuadRayIntersectIt::State
             {
                 const int k = quadwalk::highestBit(pending);
                 pending &= ~(1u << k);
+                if (occupied && !occupied[firstChild + order[k]])
+                    continue;
                 OctreeIterator child = parent;
                 if (child.descend(order[k]))
                     stack[size++] = quadwalk::PendingNode{child, version};
@@ -88,15 +93,18 @@ struct OctreeQuadRayIntersectIt::State
         }
     }
 
-    /// Restarts the walk for `ray` from the root.
-    void start(QuadRay& ray)
+    /// Restarts the walk for `ray` from the root. With `occupiedNodes` (one flag per entry of
+    /// the node array, detail::markOccupiedNodes) subtrees without listed triangles are never
+    /// entered; without, every leaf the packet meets is visited.
+    void start(QuadRay& ray, const std::uint8_t* occupiedNodes = nullptr)
     {
         packet = &ray;
+        occupied = occupiedNodes;
         const oxLinear::VectorFlt& mean = ray.meanDirection();
         Octree::getNodeOrdering(oxLinear::Vector(mean[0], mean[1], mean[2]), order);
         size = 0;
         const OctreeIterator root = octree.getRoot();
-        if (!root.valid() || !passes(root))
+        if (!root.valid() || (occupied && !occupied[root.getNodeIndex()]) || !passes(root))
             return;
         stack[size++] = quadwalk::PendingNode{root, ray.version()};
         descendToLeaf();
@@ -116,6 +124,8 @@ struct OctreeQuadRayIntersectIt::State
     int leafNumber() const { return stack[size - 1].node.getLeafNumber(); }
 
     const Octree& octree;
+    const std::vector<int>& nodes = octree.getNodes();
+    const std::uint8_t* occupied = nullptr;
     int capacity;
     std::unique_ptr<quadwalk::PendingNode[]> stack;
     int size = 0;
