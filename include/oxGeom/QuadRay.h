@@ -284,8 +284,8 @@ private:
     int m_numVertices = 0;
     std::unique_ptr<std::uint32_t[]> m_marks;
     std::uint32_t m_stamp = 1;
-    std::unique_ptr<int[]> m_firstRun;    // per leaf its first run r, or -1 - r before its boxes
-    std::unique_ptr<float[]> m_runBoxes;  // six floats per run, written on a leaf's first visit
+    std::unique_ptr<int[]> m_firstRun;     // per leaf its first run r, or -1 - r before its boxes
+    std::unique_ptr<float[]> m_runBoxes;   // six floats per run, written on a leaf's first visit
     std::vector<std::uint8_t> m_occupied;  // per octree node: has it a listed triangle below it
 };
 }  // namespace oxGeom

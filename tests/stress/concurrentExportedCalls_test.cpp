@@ -119,16 +119,17 @@ TEST(StressConcurrentCalls, exportedCallsFromHostThreadsMatchSerialRun)
     for (int threads : {2, 4, 8})
     {
         std::vector<int> mismatches(size_t(threads), 0);
-        testsupport::runTogether(threads,
-                    [&](int t)
-                    {
-                        for (int round = 0; round < roundsPerThread; ++round)
-                        {
-                            const int m = (t + round) % distinctMeshes;
-                            if (exportedResults(meshes[size_t(m)]) != serial[size_t(m)])
-                                ++mismatches[size_t(t)];
-                        }
-                    });
+        testsupport::runTogether(
+            threads,
+            [&](int t)
+            {
+                for (int round = 0; round < roundsPerThread; ++round)
+                {
+                    const int m = (t + round) % distinctMeshes;
+                    if (exportedResults(meshes[size_t(m)]) != serial[size_t(m)])
+                        ++mismatches[size_t(t)];
+                }
+            });
         for (int t = 0; t < threads; ++t)
             EXPECT_EQ(mismatches[size_t(t)], 0) << threads << " host threads, thread " << t;
     }
@@ -148,13 +149,13 @@ TEST(StressConcurrentCalls, weldOfSharedInputCopiesIsIndependent)
     constexpr int threads = 4;
     std::vector<oxGeom::CompactMesh> results(static_cast<size_t>(threads));
     testsupport::runTogether(threads,
-                [&](int t)
-                {
-                    oxGeom::CompactMesh copy = shared;
-                    oxUtil::Progress own;
-                    oxGeom::meshCompact(copy, own);
-                    results[size_t(t)] = std::move(copy);
-                });
+                             [&](int t)
+                             {
+                                 oxGeom::CompactMesh copy = shared;
+                                 oxUtil::Progress own;
+                                 oxGeom::meshCompact(copy, own);
+                                 results[size_t(t)] = std::move(copy);
+                             });
     for (int t = 0; t < threads; ++t)
     {
         const oxGeom::CompactMesh& got = results[size_t(t)];
